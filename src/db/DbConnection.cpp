@@ -1,0 +1,211 @@
+#include "db/DbConnection.h"
+
+#include "db/ConnectionString.h"
+#include "db/EngineSettings.h"
+#include "frame/MigrationError.h"
+
+#include <QFileInfo>
+#include <QSqlError>
+#include <QSqlQuery>
+
+namespace {
+
+// The generic failure number of the provider when the driver names none.
+constexpr long ProviderFailure = -2147467259;
+
+QString nextConnectionName()
+{
+    static quint64 counter = 0;
+    return QStringLiteral("migration-%1").arg(++counter);
+}
+
+QString odbcConnectString(const ConnectionParts& parts)
+{
+    QString server = parts.dataSource;
+    QString port;
+    const int comma = server.indexOf(QLatin1Char(','));
+    if (comma >= 0) {
+        port = server.mid(comma + 1).trimmed();
+        server = server.left(comma).trimmed();
+    }
+    QString text = QStringLiteral("DRIVER={%1};SERVER=%2;").arg(EngineSettings::gsOdbcDriver, server);
+    if (!port.isEmpty()) {
+        text += QStringLiteral("PORT=%1;").arg(port);
+    }
+    if (!parts.initialCatalog.isEmpty()) {
+        text += QStringLiteral("DATABASE=%1;").arg(parts.initialCatalog);
+    }
+    if (parts.integratedSecurity) {
+        text += QStringLiteral("Trusted_Connection=Yes;");
+    } else {
+        text += QStringLiteral("UID=%1;PWD={%2};").arg(parts.userID, parts.password);
+    }
+    return text;
+}
+
+void bindAll(QSqlQuery& query, const QVariantList& parameters)
+{
+    for (const QVariant& value : parameters) {
+        query.addBindValue(value);
+    }
+}
+
+} // namespace
+
+DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(nextConnectionName())
+{
+    const ConnectionParts parts = ParseConnectionString(connectionString);
+    mEmbedded = parts.isEmbedded();
+    if (mEmbedded) {
+        const QString file = parts.embeddedFile();
+        if (parts.initialCatalog.isEmpty() ||
+            (mode == Mode::OpenExisting && !QFileInfo(file).isFile())) {
+            throw MigrationError(ProviderFailure,
+                                 QStringLiteral("Cannot open database \"%1\": no such database in %2")
+                                     .arg(parts.initialCatalog, parts.embeddedFolder()),
+                                 QStringLiteral("SQLite"));
+        }
+        mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), mName);
+        mDatabase.setDatabaseName(file);
+        mDatabase.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+    } else {
+        mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
+        mDatabase.setDatabaseName(odbcConnectString(parts));
+        const int timeout = EngineSettings::giLoginTimeout > 0 ? EngineSettings::giLoginTimeout : 15;
+        mDatabase.setConnectOptions(
+            QStringLiteral("SQL_ATTR_LOGIN_TIMEOUT=%1;SQL_ATTR_CONNECTION_TIMEOUT=%1").arg(timeout));
+    }
+    if (!mDatabase.isValid()) {
+        const QString driver = mEmbedded ? QStringLiteral("QSQLITE") : QStringLiteral("QODBC");
+        mDatabase = QSqlDatabase();
+        QSqlDatabase::removeDatabase(mName);
+        throw MigrationError(ProviderFailure,
+                             QStringLiteral("The database driver %1 is not installed").arg(driver),
+                             driver);
+    }
+    if (!mDatabase.open()) {
+        const QSqlError error = mDatabase.lastError();
+        mDatabase = QSqlDatabase();
+        QSqlDatabase::removeDatabase(mName);
+        raise(error);
+    }
+    if (mEmbedded) {
+        // Comparisons of text in the embedded counterparts use NOCASE explicitly;
+        // LIKE is case-insensitive there already.
+        QSqlQuery pragma(mDatabase);
+        pragma.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
+    }
+}
+
+DbConnection::~DbConnection()
+{
+    if (mDatabase.isValid()) {
+        mDatabase.close();
+    }
+    mDatabase = QSqlDatabase();
+    QSqlDatabase::removeDatabase(mName);
+}
+
+void DbConnection::execute(const QString& sql, const QVariantList& parameters)
+{
+    QSqlQuery query(mDatabase);
+    query.setForwardOnly(true);
+    bool ok = false;
+    if (parameters.isEmpty()) {
+        ok = query.exec(sql);
+    } else {
+        ok = query.prepare(sql);
+        if (ok) {
+            bindAll(query, parameters);
+            ok = query.exec();
+        }
+    }
+    if (!ok) {
+        raise(query.lastError());
+    }
+}
+
+QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& parameters)
+{
+    QSqlQuery query(mDatabase);
+    query.setForwardOnly(true);
+    bool ok = false;
+    if (parameters.isEmpty()) {
+        ok = query.exec(sql);
+    } else {
+        ok = query.prepare(sql);
+        if (ok) {
+            bindAll(query, parameters);
+            ok = query.exec();
+        }
+    }
+    if (!ok) {
+        raise(query.lastError());
+    }
+    QList<QSqlRecord> rows;
+    while (query.next()) {
+        rows.append(query.record());
+    }
+    if (query.lastError().isValid()) {
+        raise(query.lastError());
+    }
+    return rows;
+}
+
+void DbConnection::executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements)
+{
+    if (!mEmbedded) {
+        execute(sqlServerText);
+        return;
+    }
+    beginTransaction();
+    try {
+        for (const QString& statement : embeddedStatements) {
+            execute(statement);
+        }
+    } catch (...) {
+        rollback();
+        throw;
+    }
+    commit();
+}
+
+void DbConnection::beginTransaction()
+{
+    if (!mDatabase.transaction()) {
+        raise(mDatabase.lastError());
+    }
+}
+
+void DbConnection::commit()
+{
+    if (!mDatabase.commit()) {
+        raise(mDatabase.lastError());
+    }
+}
+
+void DbConnection::rollback()
+{
+    mDatabase.rollback();
+}
+
+long DbConnection::errorNumber(const QSqlError& error)
+{
+    bool ok = false;
+    const long number = error.nativeErrorCode().toLong(&ok);
+    return ok && number != 0 ? number : ProviderFailure;
+}
+
+void DbConnection::raise(const QSqlError& error, const QString& context)
+{
+    QString description = error.databaseText().trimmed();
+    if (description.isEmpty()) {
+        description = error.driverText().trimmed();
+    }
+    if (!context.isEmpty()) {
+        description = context + QStringLiteral(": ") + description;
+    }
+    const QString source = error.driverText().isEmpty() ? QStringLiteral("Database")
+                                                          : error.driverText().trimmed();
+    throw MigrationError(errorNumber(error), description, source);
+}

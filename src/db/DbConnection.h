@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QList>
+#include <QSqlDatabase>
+#include <QSqlRecord>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+class QSqlError;
+
+// One open connection, made from an OLE DB style connection string and closed when
+// the object goes out of scope: every database operation makes its own. A Data
+// Source "sqlite:<folder>" opens <folder>/<Initial Catalog>.sqlite on the embedded
+// engine; anything else is a SQL Server reached over ODBC.
+// Every failure is thrown as a MigrationError with the driver's number and text.
+class DbConnection
+{
+public:
+    enum class Mode { OpenExisting, CreateIfMissing };
+
+    explicit DbConnection(const QString& connectionString, Mode mode = Mode::OpenExisting);
+    ~DbConnection();
+    DbConnection(const DbConnection&) = delete;
+    DbConnection& operator=(const DbConnection&) = delete;
+
+    bool isEmbedded() const { return mEmbedded; }
+
+    // Runs one statement that returns no rows; positional parameters bind to "?".
+    void execute(const QString& sql, const QVariantList& parameters = {});
+    // Runs one statement and returns all of its rows.
+    QList<QSqlRecord> select(const QString& sql, const QVariantList& parameters = {});
+    // Runs a batch: on SQL Server the text is sent whole; on the embedded engine its
+    // counterpart statements run one after the other in one transaction.
+    void executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements);
+
+    void beginTransaction();
+    void commit();
+    void rollback();
+
+    QSqlDatabase& database() { return mDatabase; }
+
+    // The number and text of a driver failure, as the wizard reports it.
+    static long errorNumber(const QSqlError& error);
+    [[noreturn]] static void raise(const QSqlError& error, const QString& context = QString());
+
+private:
+    QString mName;
+    QSqlDatabase mDatabase;
+    bool mEmbedded = false;
+};

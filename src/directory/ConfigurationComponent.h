@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+// The target system's configuration: its product name, the Directory database's
+// connection string and the settings of this installation. A setting is named
+// "section:name", such as "global:productname".
+class ConfigurationComponent
+{
+public:
+    virtual ~ConfigurationComponent() = default;
+    // The text of a setting; empty when it is not set.
+    virtual QString GetSetting(const QString& name) = 0;
+    // The connection string of the Directory database; empty when not configured.
+    virtual QString GetDirectoryConnectionString() = 0;
+};

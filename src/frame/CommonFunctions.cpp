@@ -1,0 +1,149 @@
+#include "frame/CommonFunctions.h"
+
+#include "frame/GlobalVariables.h"
+#include "frame/MigrationError.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+
+namespace {
+
+const QString crlf = QStringLiteral("\r\n");
+QString lastLogFilePath;
+
+bool appendEntry(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        return false;
+    }
+    const bool written = file.write(bytes) == bytes.size();
+    file.close();
+    const bool ok = written && file.error() == QFileDevice::NoError;
+    if (ok) {
+        lastLogFilePath = path;
+    }
+    return ok;
+}
+
+} // namespace
+
+QByteArray CommonFunctions::ToSingleByte(const QString& text)
+{
+    return text.toLatin1();
+}
+
+QString CommonFunctions::ProgramFolder()
+{
+    if (!GlobalVariables::gsProgramFolder.isEmpty()) {
+        return GlobalVariables::gsProgramFolder;
+    }
+    return QCoreApplication::applicationDirPath();
+}
+
+QString CommonFunctions::FallbackLogFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+}
+
+QString CommonFunctions::LastLogFilePath()
+{
+    return lastLogFilePath;
+}
+
+bool CommonFunctions::WriteLog(const QString& text)
+{
+    if (GlobalVariables::gsLogFileName.isEmpty()) {
+        return false;
+    }
+    QString entry;
+    const QStringList lines = text.split(crlf);
+    for (const QString& line : lines) {
+        entry += line + crlf;
+    }
+    entry += crlf;
+    const QByteArray bytes = ToSingleByte(entry);
+
+    const QString fileName = GlobalVariables::gsLogFileName;
+    if (appendEntry(ProgramFolder() + QLatin1Char('/') + fileName, bytes)) {
+        return true;
+    }
+    // The program folder may not be writable (an installed program): the same
+    // file goes to the user's own state folder instead.
+    const QString fallback = FallbackLogFolder();
+    if (fallback.isEmpty() || !QDir().mkpath(fallback)) {
+        return false;
+    }
+    return appendEntry(fallback + QLatin1Char('/') + fileName, bytes);
+}
+
+QString CommonFunctions::ReplaceAppNames(const QString& text)
+{
+    QString result = text;
+    result.replace(QStringLiteral("<IMAPP>"), GlobalVariables::gsImportApp, Qt::CaseSensitive);
+    result.replace(QStringLiteral("<EXAPP>"), GlobalVariables::gsExportApp, Qt::CaseSensitive);
+    return result;
+}
+
+QString CommonFunctions::IndentLines(const QString& text, int count)
+{
+    const QString indent(qMax(count, 0), QLatin1Char(' '));
+    QString result;
+    const QStringList lines = text.split(crlf);
+    for (const QString& line : lines) {
+        if (!line.isEmpty()) {
+            result += indent + line;
+        }
+        result += crlf;
+    }
+    return result;
+}
+
+QString CommonFunctions::CharCodesToText(const QString& list)
+{
+    const QStringList elements = list.split(QLatin1Char(','));
+    QString result;
+    for (int i = 1; i < elements.size() - 1; ++i) {
+        bool ok = false;
+        const int code = elements.at(i).trimmed().toInt(&ok, 10);
+        if (!ok) {
+            throw MigrationError(ErrorNumber::TypeMismatch, QStringLiteral("Type mismatch"),
+                                 QStringLiteral("CommonFunctions.CharCodesToText"));
+        }
+        if (code < 0 || code > 255) {
+            throw MigrationError(ErrorNumber::InvalidProcedureCall,
+                                 QStringLiteral("Invalid procedure call or argument"),
+                                 QStringLiteral("CommonFunctions.CharCodesToText"));
+        }
+        result += QChar(code);
+    }
+    return result;
+}
+
+void CommonFunctions::AppendTextToFile(const QString& path, const QString& text)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        throw MigrationError(ErrorNumber::PathFileAccess,
+                             QStringLiteral("Path/File access error: ") + file.errorString(),
+                             QStringLiteral("CommonFunctions.AppendTextToFile"));
+    }
+    file.write(ToSingleByte(text));
+    file.close();
+}
+
+// The object variant finds only items that are collections, the value variant only
+// plain values: fetching the other kind fails, and a failed lookup reads as false.
+bool CommonFunctions::ObjectKeyExists(const CollectionPtr& collection, const QString& key)
+{
+    return collection && collection->contains(key) &&
+           toCollection(collection->item(key)) != nullptr;
+}
+
+bool CommonFunctions::ValueKeyExists(const CollectionPtr& collection, const QString& key)
+{
+    return collection && collection->contains(key) &&
+           toCollection(collection->item(key)) == nullptr;
+}
