@@ -1,7 +1,71 @@
+#include "db/EngineSettings.h"
+#include "directory/ComponentFactory.h"
+#include "frame/MigrationError.h"
+#include "pages/Pages.h"
+#include "pages/StartupOptions.h"
+#include "pages/WizardPage.h"
+#include "target/IniConfiguration.h"
+#include "target/TargetComponentFactory.h"
+
 #include <QApplication>
+#include <QFileInfo>
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+// The components of the reference installation read the configuration file; the
+// SQL Server driver and its login time-out come from it too, when it exists. A file
+// that is missing or unreadable is reported by the introduction page, which then
+// names the product "4.5".
+void useConfiguration(const QString& path)
+{
+    Components::setFactory(std::make_shared<TargetComponentFactory>(path));
+    if (!QFileInfo(path).isFile()) {
+        return;
+    }
+    try {
+        IniConfiguration configuration(path);
+        const QString driver = configuration.GetSetting(QStringLiteral("odbc:driver"));
+        if (!driver.isEmpty()) {
+            EngineSettings::gsOdbcDriver = driver;
+        }
+        bool ok = false;
+        const int timeout =
+            configuration.GetSetting(QStringLiteral("odbc:logintimeout")).toInt(&ok);
+        if (ok && timeout > 0) {
+            EngineSettings::giLoginTimeout = timeout;
+        }
+    } catch (const MigrationError&) {
+    }
+}
+
+} // namespace
 
 int main(int argc, char* argv[])
 {
     QApplication app(argc, argv);
-    return 0;
+    // The name also names the per-user folder that takes the log when the
+    // program's folder cannot be written.
+    QApplication::setApplicationName(QStringLiteral("varnel-migrate"));
+
+    const StartupOptions options = StartupOptions::parse(QApplication::arguments());
+    if (!options.error.isEmpty()) {
+        std::fprintf(stderr, "%s\n\n%s", qPrintable(options.error), qPrintable(options.helpText));
+        return 2;
+    }
+    if (options.helpRequested) {
+        std::fputs(qPrintable(options.helpText), stdout);
+        return 0;
+    }
+
+    useConfiguration(IniConfiguration::locate(options.configPath));
+
+    Pages::registerAllPages();
+    WizardPage* start = Pages::create(QStringLiteral("Introduction"));
+    if (start == nullptr) {
+        return 1;
+    }
+    start->show();
+    return QApplication::exec();
 }

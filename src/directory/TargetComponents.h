@@ -107,6 +107,8 @@ public:
                            const QString& urlValue, const QString& wapProxy,
                            const QString& bearer, const QString& provisioningMode,
                            const QString& connectionMode, const QString& connectionString) = 0;
+    // Takes back a profile whose bearer settings could not be stored.
+    virtual void RemoveProfile(int profileID, const QString& connectionString) = 0;
 };
 
 class ProfileComponentB

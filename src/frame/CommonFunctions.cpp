@@ -134,16 +134,22 @@ void CommonFunctions::AppendTextToFile(const QString& path, const QString& text)
     file.close();
 }
 
-// The object variant finds only items that are collections, the value variant only
-// plain values: fetching the other kind fails, and a failed lookup reads as false.
+// The object variant finds only items that hold a collection (an absent one
+// included), the value variant only plain values: fetching the other kind fails,
+// and a failed lookup reads as false.
+namespace {
+bool holdsCollection(const QVariant& value)
+{
+    return value.metaType() == QMetaType::fromType<CollectionPtr>();
+}
+} // namespace
+
 bool CommonFunctions::ObjectKeyExists(const CollectionPtr& collection, const QString& key)
 {
-    return collection && collection->contains(key) &&
-           toCollection(collection->item(key)) != nullptr;
+    return collection && collection->contains(key) && holdsCollection(collection->item(key));
 }
 
 bool CommonFunctions::ValueKeyExists(const CollectionPtr& collection, const QString& key)
 {
-    return collection && collection->contains(key) &&
-           toCollection(collection->item(key)) == nullptr;
+    return collection && collection->contains(key) && !holdsCollection(collection->item(key));
 }

@@ -6,7 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSettings>
+#include <QTextStream>
 
 IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
 {
@@ -24,12 +24,43 @@ IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
     }
 }
 
+// The file is read line by line rather than through QSettings, which would split a
+// value at its commas ("Data Source=dbhost,1433" or "Zephrin, Inc.").
 QString IniConfiguration::GetSetting(const QString& name)
 {
-    QString key = name;
-    key.replace(QLatin1Char(':'), QLatin1Char('/'));
-    QSettings settings(mPath, QSettings::IniFormat);
-    return settings.value(key).toString();
+    const int colon = name.indexOf(QLatin1Char(':'));
+    const QString section = colon < 0 ? QString() : name.left(colon).trimmed();
+    const QString key = name.mid(colon + 1).trimmed();
+
+    QFile file(mPath);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        return QString();
+    }
+    QTextStream in(&file);
+    QString current;
+    while (!in.atEnd()) {
+        const QString line = in.readLine().trimmed();
+        if (line.isEmpty() || line.startsWith(QLatin1Char(';')) ||
+            line.startsWith(QLatin1Char('#'))) {
+            continue;
+        }
+        if (line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'))) {
+            current = line.mid(1, line.size() - 2).trimmed();
+            continue;
+        }
+        const int eq = line.indexOf(QLatin1Char('='));
+        if (eq < 0 || current.compare(section, Qt::CaseInsensitive) != 0 ||
+            line.left(eq).trimmed().compare(key, Qt::CaseInsensitive) != 0) {
+            continue;
+        }
+        QString value = line.mid(eq + 1).trimmed();
+        if (value.size() >= 2 && value.startsWith(QLatin1Char('"')) &&
+            value.endsWith(QLatin1Char('"'))) {
+            value = value.mid(1, value.size() - 2);
+        }
+        return value;
+    }
+    return QString();
 }
 
 QString IniConfiguration::GetDirectoryConnectionString()

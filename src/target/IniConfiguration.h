@@ -10,7 +10,10 @@
 //   [global]     productname
 //   [directory]  connectionstring
 //   [odbc]       driver (FreeTDS), logintimeout (seconds, 15)
-//   [mail]       transport (smtp or pickup), smtpport (25), pickupfolder
+//   [mail]       transport (smtp or pickup), smtphost, smtpport (25), pickupfolder
+//
+// Values are taken literally up to the end of the line; surrounding double quotes
+// are removed. Lines starting with ';' or '#' are comments.
 class IniConfiguration : public ConfigurationComponent
 {
 public:

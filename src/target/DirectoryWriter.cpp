@@ -1,0 +1,224 @@
+#include "target/DirectoryWriter.h"
+
+#include "db/DbConnection.h"
+#include "directory/DefaultServices.h"
+#include "directory/VariantTable.h"
+#include "frame/MigrationError.h"
+
+#include <QSqlError>
+
+DirectoryWriter::DirectoryWriter(DbConnection& connection) : mConnection(connection) {}
+
+DirectoryWriter::~DirectoryWriter() = default;
+
+QString DirectoryWriter::text(const QVariant& value)
+{
+    const QString result = value.toString();
+    return result.isNull() ? QStringLiteral("") : result;
+}
+
+const QStringList& DirectoryWriter::userColumns()
+{
+    static const QStringList columns = {QStringLiteral("UserID"),
+                                        QStringLiteral("FirstName"),
+                                        QStringLiteral("LastName"),
+                                        QStringLiteral("Text3"),
+                                        QStringLiteral("Text4"),
+                                        QStringLiteral("Enabled"),
+                                        QStringLiteral("LanguageID"),
+                                        QStringLiteral("TimeZoneID"),
+                                        QStringLiteral("LoginID"),
+                                        QStringLiteral("Password"),
+                                        QStringLiteral("DateFormat"),
+                                        QStringLiteral("TimeFormat"),
+                                        QStringLiteral("Option12"),
+                                        QStringLiteral("Option13"),
+                                        QStringLiteral("Option14"),
+                                        QStringLiteral("GraphicsOn"),
+                                        QStringLiteral("MobileNumber"),
+                                        QStringLiteral("Option17"),
+                                        QStringLiteral("LogonFailureCount")};
+    return columns;
+}
+
+QVariant DirectoryWriter::userFieldValue(int position, const QVariant& columnValue)
+{
+    if (columnValue.isNull()) {
+        return QVariant();
+    }
+    switch (position) {
+    case 5:
+    case 15:
+    case 17:
+        return columnValue.toInt() != 0;
+    case 12:
+    case 13:
+    case 14:
+        return QVariant::fromValue<qint16>(static_cast<qint16>(columnValue.toInt()));
+    case 0:
+    case 6:
+    case 7:
+    case 18:
+        return columnValue.toInt();
+    default:
+        return columnValue.toString();
+    }
+}
+
+int DirectoryWriter::nextID(const QString& table, const QString& idColumn)
+{
+    auto found = mNextIDs.find(table);
+    if (found == mNextIDs.end()) {
+        // On SQL Server the range lock keeps a second writer from taking the same
+        // ID until this transaction ends.
+        const QString sql =
+            mConnection.isEmbedded()
+                ? QStringLiteral("SELECT COALESCE(MAX(%2), 0) + 1 FROM %1")
+                : QStringLiteral(
+                      "SELECT COALESCE(MAX(%2), 0) + 1 FROM %1 WITH (UPDLOCK, HOLDLOCK)");
+        const auto rows = mConnection.select(sql.arg(table, idColumn));
+        found = mNextIDs.insert(table, rows.isEmpty() ? 1 : rows.first().value(0).toInt());
+    }
+    return found.value()++;
+}
+
+QSqlQuery& DirectoryWriter::prepared(const QString& key, const QString& sql)
+{
+    auto found = mQueries.find(key);
+    if (found == mQueries.end()) {
+        auto query = std::make_shared<QSqlQuery>(mConnection.database());
+        if (!query->prepare(sql)) {
+            DbConnection::raise(query->lastError());
+        }
+        found = mQueries.insert(key, query);
+    }
+    return *found.value();
+}
+
+void DirectoryWriter::run(QSqlQuery& query, const QVariantList& values)
+{
+    for (int index = 0; index < values.size(); ++index) {
+        query.bindValue(index, values.at(index));
+    }
+    if (!query.exec()) {
+        DbConnection::raise(query.lastError());
+    }
+}
+
+int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVariantList>& services)
+{
+    if (userFields.size() < 19) {
+        throw MigrationError(
+            ErrorNumber::SubscriptOutOfRange,
+            QStringLiteral("A user is described by 19 fields, not %1").arg(userFields.size()),
+            QStringLiteral("DirectoryUser"));
+    }
+    const auto number = [&](int position, int fallback) {
+        const QVariant value = userFields.at(position);
+        return value.isNull() ? fallback : value.toInt();
+    };
+    const int userID = nextID(QStringLiteral("fwtUser"), QStringLiteral("UserID"));
+    QSqlQuery& user = prepared(
+        QStringLiteral("user"),
+        QStringLiteral("INSERT INTO fwtUser (UserID, FirstName, LastName, Text3, Text4, Enabled, "
+                       "LanguageID, TimeZoneID, LoginID, Password, DateFormat, TimeFormat, "
+                       "Option12, Option13, Option14, GraphicsOn, MobileNumber, Option17, "
+                       "LogonFailureCount) "
+                       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    run(user, {userID, text(userFields.at(1)), text(userFields.at(2)), text(userFields.at(3)),
+               text(userFields.at(4)), userFields.at(5).toBool() ? 1 : 0, number(6, 1033),
+               number(7, 24), text(userFields.at(8)), text(userFields.at(9)),
+               text(userFields.at(10)), text(userFields.at(11)), number(12, 0), number(13, 0),
+               number(14, 0), userFields.at(15).toBool() ? 1 : 0, text(userFields.at(16)),
+               userFields.at(17).toBool() ? 1 : 0, number(18, 0)});
+
+    // A user's services and their settings go in with one statement each.
+    QVariantList serviceValues;
+    QVariantList settingValues;
+    int position = 0;
+    for (const QVariantList& entry : services) {
+        const int serviceID = nextID(QStringLiteral("fwtService"), QStringLiteral("ServiceID"));
+        const QVariant storeID = entry.value(DefaultServices::StoreValue);
+        serviceValues << serviceID << userID << position++
+                      << text(entry.value(DefaultServices::GuidValue))
+                      << text(entry.value(DefaultServices::DisplayNameValue))
+                      << (storeID.isNull() ? -1 : storeID.toInt())
+                      << (entry.value(DefaultServices::EnabledValue).toBool() ? 1 : 0);
+        const VariantTable settings =
+            entry.value(DefaultServices::SettingsValue).value<VariantTable>();
+        if (!settings.hasBounds() || settings.isOneDimensional()) {
+            continue;
+        }
+        // A setting without a name is an unused row of the table.
+        int settingPosition = 0;
+        for (int record = settings.lowerRecord(); record <= settings.upperRecord(); ++record) {
+            const QVariant name = settings.at(DefaultServices::SettingNameField, record);
+            if (name.isNull()) {
+                continue;
+            }
+            const QVariant value = settings.at(DefaultServices::SettingValueField, record);
+            settingValues << serviceID << settingPosition++ << text(name)
+                          << text(settings.at(DefaultServices::SettingKindField, record))
+                          << (value.isNull() ? QVariant() : QVariant(value.toString()));
+        }
+    }
+    insertRows(QStringLiteral("INSERT INTO fwtService (ServiceID, OwnerUserID, Position, "
+                              "ApplicationID, DisplayName, StoreID, Enabled) VALUES "),
+               7, serviceValues);
+    insertRows(QStringLiteral("INSERT INTO fwtServiceSetting (ServiceID, Position, Name, Kind, "
+                              "Value) VALUES "),
+               5, settingValues);
+    return userID;
+}
+
+void DirectoryWriter::insertRows(const QString& insertText, int columns, const QVariantList& values)
+{
+    // Up to MaxRowsPerStatement rows per statement: both engines take several rows
+    // in one VALUES list, and SQL Server takes at most 2100 parameters.
+    constexpr int MaxRowsPerStatement = 100;
+    const int rows = static_cast<int>(values.size()) / columns;
+    for (int first = 0; first < rows; first += MaxRowsPerStatement) {
+        const int count = qMin(MaxRowsPerStatement, rows - first);
+        const QString tuple = QLatin1Char('(') +
+                              QStringList(columns, QStringLiteral("?")).join(QStringLiteral(", ")) +
+                              QLatin1Char(')');
+        QSqlQuery& query =
+            prepared(insertText + QString::number(count),
+                     insertText + QStringList(count, tuple).join(QStringLiteral(", ")));
+        run(query, values.mid(qsizetype(first) * columns, qsizetype(count) * columns));
+    }
+}
+
+int DirectoryWriter::insertStore(const VariantTable& storeRecord, const VariantTable& settings)
+{
+    const QString name = text(storeRecord.at(1)).trimmed();
+    if (name.isEmpty()) {
+        throw MigrationError(ErrorNumber::InvalidProcedureCall,
+                             QStringLiteral("A store needs the name of its mail server"),
+                             QStringLiteral("StoreMaintenance"));
+    }
+    const int storeID = nextID(QStringLiteral("fwtStore"), QStringLiteral("StoreID"));
+    QSqlQuery& store =
+        prepared(QStringLiteral("store"),
+                 QStringLiteral("INSERT INTO fwtStore (StoreID, Name, "
+                                "ExchangeVersion, Description) VALUES (?, ?, ?, ?)"));
+    run(store, {storeID, name, storeRecord.at(2).toInt(), text(storeRecord.at(3))});
+
+    if (settings.hasBounds() && !settings.isOneDimensional()) {
+        QSqlQuery& setting = prepared(
+            QStringLiteral("storeSetting"),
+            QStringLiteral("INSERT INTO fwtStoreSetting (StoreID, Position, Name, Kind, Value) "
+                           "VALUES (?, ?, ?, ?, ?)"));
+        int position = 0;
+        for (int record = settings.lowerRecord(); record <= settings.upperRecord(); ++record) {
+            const QVariant settingName = settings.at(0, record);
+            if (settingName.isNull()) {
+                continue;
+            }
+            const QVariant value = settings.at(3, record);
+            run(setting, {storeID, position++, text(settingName), text(settings.at(1, record)),
+                          value.isNull() ? QVariant() : QVariant(value.toString())});
+        }
+    }
+    return storeID;
+}

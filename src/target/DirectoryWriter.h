@@ -1,0 +1,54 @@
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QSqlQuery>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <QVariantList>
+#include <memory>
+
+class DbConnection;
+class VariantTable;
+
+// Writes users, services and stores into a Directory over one open connection,
+// inside the caller's transaction. IDs are the highest one in the table plus one,
+// read once per table and counted on from there, so the caller must hold its
+// transaction until it commits. Statements are prepared once and reused, which
+// lets one writer fill tens of thousands of users quickly.
+class DirectoryWriter
+{
+public:
+    explicit DirectoryWriter(DbConnection& connection);
+    ~DirectoryWriter();
+    DirectoryWriter(const DirectoryWriter&) = delete;
+    DirectoryWriter& operator=(const DirectoryWriter&) = delete;
+
+    // The next free ID of a table.
+    int nextID(const QString& table, const QString& idColumn);
+
+    // A new user from its field array (positions 1 to 18) and its service entries;
+    // returns the new user ID.
+    int insertUser(const QVariantList& userFields, const QList<QVariantList>& services);
+    // A new store from its record (1 name, 2 version, 3 description) and settings
+    // (0 name, 1 kind, 3 value per setting); returns the new store ID.
+    int insertStore(const VariantTable& storeRecord, const VariantTable& settings);
+
+    // Text for a column that holds no null: a null value becomes the empty text.
+    static QString text(const QVariant& value);
+    // The fwtUser column of each position of a user field array, 0 to 18.
+    static const QStringList& userColumns();
+    // A column value read back as the field array carries it (flags as Booleans).
+    static QVariant userFieldValue(int position, const QVariant& columnValue);
+
+private:
+    QSqlQuery& prepared(const QString& key, const QString& sql);
+    void run(QSqlQuery& query, const QVariantList& values);
+    // Inserts rows of `columns` values each, several rows per statement.
+    void insertRows(const QString& insertText, int columns, const QVariantList& values);
+
+    DbConnection& mConnection;
+    QHash<QString, int> mNextIDs;
+    QHash<QString, std::shared_ptr<QSqlQuery>> mQueries;
+};

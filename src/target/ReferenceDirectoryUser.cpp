@@ -1,0 +1,144 @@
+#include "target/ReferenceDirectoryUser.h"
+
+#include "db/DbConnection.h"
+#include "frame/MigrationError.h"
+#include "target/DirectoryWriter.h"
+
+namespace {
+
+const QString Source = QStringLiteral("DirectoryUser");
+
+} // namespace
+
+QVariant ReferenceDirectoryUser::ModifyUser(const QVariantList& userFields,
+                                            const QString& /*reserved*/,
+                                            const QString& connectionString)
+{
+    const QStringList& columns = DirectoryWriter::userColumns();
+    if (userFields.size() < columns.size() || userFields.at(0).isNull()) {
+        throw MigrationError(ErrorNumber::InvalidProcedureCall,
+                             QStringLiteral("A user to modify needs its user ID and 19 fields"),
+                             Source);
+    }
+    const int userID = userFields.at(0).toInt();
+    QStringList assignments;
+    QVariantList values;
+    for (int position = 1; position < columns.size(); ++position) {
+        const QVariant value = userFields.at(position);
+        if (value.isNull()) {
+            continue; // null leaves the column as it is
+        }
+        assignments << columns.at(position) + QStringLiteral(" = ?");
+        if (value.typeId() == QMetaType::Bool) {
+            values << (value.toBool() ? 1 : 0);
+        } else if (value.typeId() == QMetaType::QString) {
+            values << DirectoryWriter::text(value);
+        } else {
+            values << value.toInt();
+        }
+    }
+    DbConnection connection(connectionString);
+    connection.beginTransaction();
+    try {
+        const auto found = connection.select(
+            QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE UserID = ?"), {userID});
+        if (found.isEmpty() || found.first().value(0).toInt() == 0) {
+            throw MigrationError(
+                ErrorNumber::InvalidProcedureCall,
+                QStringLiteral("There is no directory user with the ID %1").arg(userID), Source);
+        }
+        if (!assignments.isEmpty()) {
+            values << userID;
+            connection.execute(QStringLiteral("UPDATE fwtUser SET ") +
+                                   assignments.join(QStringLiteral(", ")) +
+                                   QStringLiteral(" WHERE UserID = ?"),
+                               values);
+        }
+    } catch (...) {
+        connection.rollback();
+        throw;
+    }
+    connection.commit();
+    return 0;
+}
+
+int ReferenceDirectoryUser::AddUser(const QVariantList& userFields,
+                                    const QList<QVariantList>& services,
+                                    const QString& /*reserved*/, const QString& connectionString)
+{
+    DbConnection connection(connectionString);
+    connection.beginTransaction();
+    int userID = 0;
+    try {
+        DirectoryWriter writer(connection);
+        userID = writer.insertUser(userFields, services);
+    } catch (...) {
+        connection.rollback();
+        throw;
+    }
+    connection.commit();
+    return userID;
+}
+
+QVariant ReferenceDirectoryUser::RemoveUser(int userID, const QString& /*reserved*/,
+                                            const QString& connectionString)
+{
+    DbConnection connection(connectionString);
+    connection.beginTransaction();
+    try {
+        connection.execute(QStringLiteral("UPDATE fwtUser SET DefaultServiceID = NULL "
+                                          "WHERE UserID = ?"),
+                           {userID});
+        connection.execute(
+            QStringLiteral("DELETE FROM fwtServiceSetting WHERE ServiceID IN "
+                           "(SELECT ServiceID FROM fwtService WHERE OwnerUserID = ?)"),
+            {userID});
+        connection.execute(QStringLiteral("DELETE FROM fwtService WHERE OwnerUserID = ?"),
+                           {userID});
+        connection.execute(QStringLiteral("DELETE FROM fwtUser WHERE UserID = ?"), {userID});
+    } catch (...) {
+        connection.rollback();
+        throw;
+    }
+    connection.commit();
+    return 0;
+}
+
+bool ReferenceDirectoryUser::LoginIDExists(const QString& loginID, const QString& connectionString)
+{
+    // The column's collation makes the comparison ignore letter case on both engines.
+    DbConnection connection(connectionString);
+    const auto rows = connection.select(
+        QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE LoginID = ?"), {loginID});
+    return !rows.isEmpty() && rows.first().value(0).toInt() > 0;
+}
+
+int ReferenceDirectoryUser::CountUsers(const QString& connectionString)
+{
+    DbConnection connection(connectionString);
+    const auto rows = connection.select(QStringLiteral("SELECT COUNT(*) FROM fwtUser"));
+    return rows.isEmpty() ? 0 : rows.first().value(0).toInt();
+}
+
+VariantTable ReferenceDirectoryUser::ListUsers(int /*a*/, int /*b*/, int /*c*/, int /*d*/,
+                                               const QString& /*reserved*/,
+                                               const QString& connectionString)
+{
+    const QStringList& columns = DirectoryWriter::userColumns();
+    DbConnection connection(connectionString);
+    const auto rows =
+        connection.select(QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) +
+                          QStringLiteral(" FROM fwtUser ORDER BY UserID"));
+    if (rows.isEmpty()) {
+        return VariantTable(); // no users: a list without bounds
+    }
+    VariantTable users(0, static_cast<int>(columns.size()) - 1, static_cast<int>(rows.size()));
+    for (int record = 0; record < rows.size(); ++record) {
+        const QSqlRecord& row = rows.at(record);
+        for (int position = 0; position < columns.size(); ++position) {
+            users.set(position, record,
+                      DirectoryWriter::userFieldValue(position, row.value(position)));
+        }
+    }
+    return users;
+}

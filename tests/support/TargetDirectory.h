@@ -1,0 +1,41 @@
+#pragma once
+
+#include "target/DirectoryBuilder.h"
+
+#include <QList>
+#include <QSqlRecord>
+#include <QString>
+#include <QTemporaryDir>
+#include <QVariant>
+#include <QVariantList>
+
+// A real embedded Directory in a temporary folder, built from a description, with
+// the reference installation's TargetComponentFactory installed for the test's
+// lifetime (the default factory is restored afterwards).
+class TargetDirectory
+{
+public:
+    explicit TargetDirectory(const DirectoryDescription& description = DirectoryDescription());
+    ~TargetDirectory();
+    TargetDirectory(const TargetDirectory&) = delete;
+    TargetDirectory& operator=(const TargetDirectory&) = delete;
+
+    QString connectionString() const { return mConnectionString; }
+    QString folder() const { return mFolder.path(); }
+
+    // Rows of a query on the Directory, as an administrator would run it.
+    QList<QSqlRecord> rows(const QString& sql, const QVariantList& parameters = {}) const;
+    // The first column of the first row, or an invalid value without rows.
+    QVariant scalar(const QString& sql, const QVariantList& parameters = {}) const;
+    // Runs a statement that changes the Directory.
+    void execute(const QString& sql, const QVariantList& parameters = {}) const;
+
+    // A user of the description with a login ID and, optionally, a mail server.
+    static DirectoryDescription::User user(const QString& firstName, const QString& lastName,
+                                           const QString& loginID,
+                                           const QString& mailServer = QString());
+
+private:
+    QTemporaryDir mFolder;
+    QString mConnectionString;
+};
