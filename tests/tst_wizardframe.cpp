@@ -212,6 +212,10 @@ void TestWizardFrame::introductionPage_data()
     QTest::addColumn<bool>("accessDenied");
     QTest::newRow("product name from the configuration") << "[global]\nproductname=Zephrin 5.0\n"
                                                          << "Zephrin 5.0" << false;
+    QTest::newRow("a name with a comma, beside other sections")
+        << "; installed by setup\n[directory]\nconnectionstring=Data Source=db,1433\n"
+           "[Global]\nProductName = \"Zephrin, Inc. 5.0\"\n"
+        << "Zephrin, Inc. 5.0" << false;
     QTest::newRow("no configuration file") << "<none>"
                                            << "4.5" << false;
     QTest::newRow("creating the component not permitted") << "<denied>"
