@@ -55,10 +55,9 @@ ConnectionParts ParseConnectionString(const QString& connectionString)
         } else if (key == QLatin1String("pwd") || key == QLatin1String("password")) {
             parts.password = value;
         } else if (key == QLatin1String("integrated security")) {
-            parts.integratedSecurity = value.compare(QLatin1String("SSPI"), Qt::CaseInsensitive) ==
-                                           0 ||
-                                       value.compare(QLatin1String("true"), Qt::CaseInsensitive) ==
-                                           0;
+            parts.integratedSecurity =
+                value.compare(QLatin1String("SSPI"), Qt::CaseInsensitive) == 0 ||
+                value.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0;
         }
     }
     return parts;

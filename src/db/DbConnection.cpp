@@ -10,8 +10,7 @@
 
 namespace {
 
-// The generic failure number of the provider when the driver names none.
-constexpr long ProviderFailure = -2147467259;
+constexpr long ProviderFailure = DbConnection::ProviderFailure;
 
 QString nextConnectionName()
 {
@@ -28,7 +27,8 @@ QString odbcConnectString(const ConnectionParts& parts)
         port = server.mid(comma + 1).trimmed();
         server = server.left(comma).trimmed();
     }
-    QString text = QStringLiteral("DRIVER={%1};SERVER=%2;").arg(EngineSettings::gsOdbcDriver, server);
+    QString text =
+        QStringLiteral("DRIVER={%1};SERVER=%2;").arg(EngineSettings::gsOdbcDriver, server);
     if (!port.isEmpty()) {
         text += QStringLiteral("PORT=%1;").arg(port);
     }
@@ -60,10 +60,11 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         const QString file = parts.embeddedFile();
         if (parts.initialCatalog.isEmpty() ||
             (mode == Mode::OpenExisting && !QFileInfo(file).isFile())) {
-            throw MigrationError(ProviderFailure,
-                                 QStringLiteral("Cannot open database \"%1\": no such database in %2")
-                                     .arg(parts.initialCatalog, parts.embeddedFolder()),
-                                 QStringLiteral("SQLite"));
+            throw MigrationError(
+                ProviderFailure,
+                QStringLiteral("Cannot open database \"%1\": no such database in %2")
+                    .arg(parts.initialCatalog, parts.embeddedFolder()),
+                QStringLiteral("SQLite"));
         }
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), mName);
         mDatabase.setDatabaseName(file);
@@ -71,9 +72,11 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
     } else {
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
         mDatabase.setDatabaseName(odbcConnectString(parts));
-        const int timeout = EngineSettings::giLoginTimeout > 0 ? EngineSettings::giLoginTimeout : 15;
+        const int timeout =
+            EngineSettings::giLoginTimeout > 0 ? EngineSettings::giLoginTimeout : 15;
         mDatabase.setConnectOptions(
-            QStringLiteral("SQL_ATTR_LOGIN_TIMEOUT=%1;SQL_ATTR_CONNECTION_TIMEOUT=%1").arg(timeout));
+            QStringLiteral("SQL_ATTR_LOGIN_TIMEOUT=%1;SQL_ATTR_CONNECTION_TIMEOUT=%1")
+                .arg(timeout));
     }
     if (!mDatabase.isValid()) {
         const QString driver = mEmbedded ? QStringLiteral("QSQLITE") : QStringLiteral("QODBC");
@@ -142,14 +145,40 @@ QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& p
     if (!ok) {
         raise(query.lastError());
     }
+    // The column description is read once; each row is a copy with its values set,
+    // which is much cheaper than asking the driver for a new record per row.
     QList<QSqlRecord> rows;
+    QSqlRecord shape;
+    int columns = -1;
     while (query.next()) {
-        rows.append(query.record());
+        if (columns < 0) {
+            shape = query.record();
+            columns = shape.count();
+        }
+        QSqlRecord row = shape;
+        for (int i = 0; i < columns; ++i) {
+            row.setValue(i, query.value(i));
+        }
+        rows.append(row);
     }
     if (query.lastError().isValid()) {
         raise(query.lastError());
     }
     return rows;
+}
+
+bool DbConnection::hasRow(const QString& sql)
+{
+    QSqlQuery query(mDatabase);
+    query.setForwardOnly(true);
+    if (!query.exec(sql)) {
+        raise(query.lastError());
+    }
+    const bool found = query.next();
+    if (!found && query.lastError().isValid()) {
+        raise(query.lastError());
+    }
+    return found;
 }
 
 void DbConnection::executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements)
@@ -205,7 +234,7 @@ void DbConnection::raise(const QSqlError& error, const QString& context)
     if (!context.isEmpty()) {
         description = context + QStringLiteral(": ") + description;
     }
-    const QString source = error.driverText().isEmpty() ? QStringLiteral("Database")
-                                                          : error.driverText().trimmed();
+    const QString source =
+        error.driverText().isEmpty() ? QStringLiteral("Database") : error.driverText().trimmed();
     throw MigrationError(errorNumber(error), description, source);
 }

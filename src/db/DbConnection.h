@@ -17,7 +17,14 @@ class QSqlError;
 class DbConnection
 {
 public:
-    enum class Mode { OpenExisting, CreateIfMissing };
+    enum class Mode
+    {
+        OpenExisting,
+        CreateIfMissing
+    };
+
+    // The provider's generic failure number, used when the driver names none.
+    static constexpr long ProviderFailure = -2147467259;
 
     explicit DbConnection(const QString& connectionString, Mode mode = Mode::OpenExisting);
     ~DbConnection();
@@ -30,6 +37,8 @@ public:
     void execute(const QString& sql, const QVariantList& parameters = {});
     // Runs one statement and returns all of its rows.
     QList<QSqlRecord> select(const QString& sql, const QVariantList& parameters = {});
+    // Runs one statement and tells whether it returns at least one row, reading no more.
+    bool hasRow(const QString& sql);
     // Runs a batch: on SQL Server the text is sent whole; on the embedded engine its
     // counterpart statements run one after the other in one transaction.
     void executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements);

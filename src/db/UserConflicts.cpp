@@ -1,0 +1,313 @@
+#include "db/UserConflicts.h"
+
+#include "db/AdministrativeDBCon.h"
+#include "db/AdministrativeSql.h"
+#include "db/DbConnection.h"
+#include "db/VarnelSql.h"
+
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QSqlRecord>
+
+namespace AdministrativeDBCon {
+
+namespace {
+
+QString doubleQuotes(QString text)
+{
+    return text.replace(QLatin1Char('\''), QStringLiteral("''"));
+}
+
+// Placeholders are replaced one after the other, case-sensitively.
+QString fillUserRow(const QString& rowTemplate, const WorkingUserRow& row)
+{
+    QString text = rowTemplate;
+    text.replace(QStringLiteral("<UserID>"), QString::number(row.userID), Qt::CaseSensitive);
+    text.replace(QStringLiteral("<UserName>"), row.name, Qt::CaseSensitive);
+    text.replace(QStringLiteral("<LoginID>"), row.loginID, Qt::CaseSensitive);
+    return text;
+}
+
+QString fillSortRow(const QString& rowTemplate, const QString& name, int index)
+{
+    QString text = rowTemplate;
+    text.replace(QStringLiteral("<UserName>"), name, Qt::CaseSensitive);
+    text.replace(QStringLiteral("<Index>"), QString::number(index), Qt::CaseSensitive);
+    return text;
+}
+
+// Filled statements joined by one blank, without a trailing one.
+QString joinStatements(const QStringList& statements)
+{
+    return statements.join(QLatin1Char(' '));
+}
+
+// Multi-row inserts of at most InsertRowsPerStatement filled row texts each.
+QStringList multiRowInserts(const QString& head, const QStringList& rowTexts)
+{
+    QStringList statements;
+    const int perStatement = AdministrativeSql::InsertRowsPerStatement;
+    for (int start = 0; start < rowTexts.size(); start += perStatement) {
+        const int end = std::min<int>(start + perStatement, rowTexts.size());
+        qsizetype length = head.size();
+        for (int i = start; i < end; ++i) {
+            length += rowTexts.at(i).size() + 1;
+        }
+        QString statement;
+        statement.reserve(length);
+        statement += head;
+        for (int i = start; i < end; ++i) {
+            if (i > start) {
+                statement += QLatin1Char(',');
+            }
+            statement += rowTexts.at(i);
+        }
+        statements.append(statement);
+    }
+    return statements;
+}
+
+QStringList filledRows(const QString& rowTemplate, const QList<WorkingUserRow>& rows)
+{
+    QStringList texts;
+    texts.reserve(rows.size());
+    for (const WorkingUserRow& row : rows) {
+        texts.append(fillUserRow(rowTemplate, row));
+    }
+    return texts;
+}
+
+// One batch on SQL Server; on the embedded engine all statements in one transaction.
+void runInserts(DbConnection& connection, const QString& sqlServerBatch,
+                const QStringList& embeddedStatements)
+{
+    if (!connection.isEmbedded()) {
+        connection.execute(sqlServerBatch);
+        return;
+    }
+    connection.beginTransaction();
+    try {
+        for (const QString& statement : embeddedStatements) {
+            connection.execute(statement);
+        }
+    } catch (...) {
+        connection.rollback();
+        throw;
+    }
+    connection.commit();
+}
+
+void insertUsers(DbConnection& connection, const QList<WorkingUserRow>& rows, bool source)
+{
+    if (connection.isEmbedded()) {
+        QStringList statements = source ? VarnelUsersInsertStatementsSqlite(rows)
+                                        : ZephrinUsersInsertStatementsSqlite(rows);
+        statements.append(source ? AdministrativeSql::IndexVarnelUsersSqlite
+                                 : AdministrativeSql::IndexZephrinUsersSqlite);
+        runInserts(connection, QString(), statements);
+    } else if (!rows.isEmpty()) {
+        runInserts(connection,
+                   source ? VarnelUsersInsertBatch(rows) : ZephrinUsersInsertBatch(rows), {});
+    }
+}
+
+// The source users as GetAllUsers reads them (same query, same order), taken straight
+// into rows: a check of tens of thousands of users needs no record per user.
+QList<WorkingUserRow> readVarnelUsers(DbConnection& connection)
+{
+    QSqlQuery query(connection.database());
+    query.setForwardOnly(true);
+    if (!query.exec(connection.isEmbedded() ? VarnelSql::AllUsersSqlite : VarnelSql::AllUsers)) {
+        DbConnection::raise(query.lastError());
+    }
+    const QSqlRecord columns = query.record();
+    const int userID = columns.indexOf(QStringLiteral("UserID"));
+    const int givenName = columns.indexOf(QStringLiteral("GivenName"));
+    const int familyName = columns.indexOf(QStringLiteral("FamilyName"));
+    const int loginID = columns.indexOf(QStringLiteral("LoginID"));
+    QList<WorkingUserRow> rows;
+    while (query.next()) {
+        WorkingUserRow row;
+        row.userID = query.value(userID).toInt();
+        row.name = doubleQuotes(query.value(givenName).toString() + QLatin1Char(' ') +
+                                query.value(familyName).toString());
+        row.loginID = query.value(loginID).toString();
+        rows.append(row);
+    }
+    if (query.lastError().isValid()) {
+        DbConnection::raise(query.lastError());
+    }
+    return rows;
+}
+
+} // namespace
+
+QList<WorkingUserRow> VarnelUserRows(const CollectionPtr& sourceUsers)
+{
+    QList<WorkingUserRow> rows;
+    if (!sourceUsers) {
+        return rows;
+    }
+    rows.reserve(sourceUsers->count());
+    for (int i = 1; i <= sourceUsers->count(); ++i) {
+        const CollectionPtr user = sourceUsers->collection(i);
+        WorkingUserRow row;
+        row.userID = user->item(QStringLiteral("UserID")).toInt();
+        row.name =
+            doubleQuotes(user->item(QStringLiteral("FirstName")).toString() + QLatin1Char(' ') +
+                         user->item(QStringLiteral("LastName")).toString());
+        row.loginID = user->item(QStringLiteral("LoginID")).toString();
+        rows.append(row);
+    }
+    return rows;
+}
+
+QList<WorkingUserRow> ZephrinUserRows(const CollectionPtr& directoryUsers)
+{
+    QList<WorkingUserRow> rows;
+    if (!directoryUsers || directoryUsers->isEmpty()) {
+        return rows;
+    }
+    const CollectionPtr ids = directoryUsers->collection(QStringLiteral("IDs"));
+    const CollectionPtr names = directoryUsers->collection(QStringLiteral("Names"));
+    const CollectionPtr loginIDs = directoryUsers->collection(QStringLiteral("LoginIDs"));
+    rows.reserve(ids->count());
+    for (int i = 1; i <= ids->count(); ++i) {
+        WorkingUserRow row;
+        row.userID = ids->item(i).toInt();
+        row.name = doubleQuotes(names->item(i).toString());
+        row.loginID = loginIDs->item(i).toString();
+        rows.append(row);
+    }
+    return rows;
+}
+
+QString VarnelUsersInsertBatch(const QList<WorkingUserRow>& rows)
+{
+    return joinStatements(filledRows(AdministrativeSql::InsertVarnelUser, rows));
+}
+
+QString ZephrinUsersInsertBatch(const QList<WorkingUserRow>& rows)
+{
+    return joinStatements(filledRows(AdministrativeSql::InsertZephrinUser, rows));
+}
+
+QStringList VarnelUsersInsertStatementsSqlite(const QList<WorkingUserRow>& rows)
+{
+    return multiRowInserts(AdministrativeSql::InsertVarnelUsersSqlite,
+                           filledRows(AdministrativeSql::InsertUserRowSqlite, rows));
+}
+
+QStringList ZephrinUsersInsertStatementsSqlite(const QList<WorkingUserRow>& rows)
+{
+    return multiRowInserts(AdministrativeSql::InsertZephrinUsersSqlite,
+                           filledRows(AdministrativeSql::InsertUserRowSqlite, rows));
+}
+
+QStringList SortNames(const CollectionPtr& users)
+{
+    QStringList names;
+    if (!users) {
+        return names;
+    }
+    names.reserve(users->count());
+    for (int i = 1; i <= users->count(); ++i) {
+        const CollectionPtr user = users->collection(i);
+        names.append(user->item(QStringLiteral("Lastname")).toString() + QStringLiteral(", ") +
+                     user->item(QStringLiteral("Firstname")).toString());
+    }
+    return names;
+}
+
+QString SortTableInsertBatch(const QStringList& names)
+{
+    QStringList statements;
+    statements.reserve(names.size());
+    for (int i = 0; i < names.size(); ++i) {
+        statements.append(fillSortRow(AdministrativeSql::InsertSortRow, names.at(i), i + 1));
+    }
+    return joinStatements(statements);
+}
+
+QStringList SortTableInsertStatementsSqlite(const QStringList& names)
+{
+    QStringList rows;
+    rows.reserve(names.size());
+    for (int i = 0; i < names.size(); ++i) {
+        rows.append(fillSortRow(AdministrativeSql::SortRowSqlite, names.at(i), i + 1));
+    }
+    return multiRowInserts(AdministrativeSql::InsertSortRowsSqlite, rows);
+}
+
+CollectionPtr CheckForUserConflicts(const QString& sourceConnectionString,
+                                    const CollectionPtr& directoryUsers)
+{
+    const QList<WorkingUserRow> zephrinRows = ZephrinUserRows(directoryUsers);
+    DbConnection connection(sourceConnectionString);
+    const QList<WorkingUserRow> varnelRows = readVarnelUsers(connection);
+    CreateVarnelUsersTable(connection);
+    insertUsers(connection, varnelRows, true);
+    CreateZephrinUsersTable(connection);
+    insertUsers(connection, zephrinRows, false);
+
+    const QList<QSqlRecord> pairs =
+        connection.select(connection.isEmbedded() ? AdministrativeSql::SelectConflictsSqlite
+                                                  : AdministrativeSql::SelectConflicts);
+    const CollectionPtr vaUserIDs = Collection::create();
+    const CollectionPtr zeUserIDs = Collection::create();
+    const CollectionPtr vaNames = Collection::create();
+    const CollectionPtr zeNames = Collection::create();
+    const CollectionPtr loginIDs = Collection::create();
+    for (const QSqlRecord& pair : pairs) {
+        const int vaUserID = pair.value(QStringLiteral("VaUserID")).toInt();
+        const QString key = QString::number(vaUserID);
+        vaUserIDs->add(vaUserID, key);
+        zeUserIDs->add(pair.value(QStringLiteral("ZeUserID")).toInt(), key);
+        vaNames->add(pair.value(QStringLiteral("VaName")).toString(), key);
+        zeNames->add(pair.value(QStringLiteral("ZeName")).toString(), key);
+        loginIDs->add(pair.value(QStringLiteral("LoginID")).toString(), key);
+    }
+    const CollectionPtr result = Collection::create();
+    result->add(toVariant(vaUserIDs), QStringLiteral("VaUserID"));
+    result->add(toVariant(zeUserIDs), QStringLiteral("ZeUserID"));
+    result->add(toVariant(vaNames), QStringLiteral("VaName"));
+    result->add(toVariant(zeNames), QStringLiteral("ZeName"));
+    result->add(toVariant(loginIDs), QStringLiteral("LoginID"));
+
+    DropVarnelUsersTable(connection);
+    DropZephrinUsersTable(connection);
+    return result;
+}
+
+CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connectionString)
+{
+    DbConnection connection(connectionString);
+    connection.executeBatch(AdministrativeSql::CreateSortTable,
+                            AdministrativeSql::CreateSortTableSqlite);
+
+    const QStringList names = SortNames(users);
+    const CollectionPtr sorted = Collection::create();
+    if (!names.isEmpty()) {
+        if (connection.isEmbedded()) {
+            runInserts(connection, QString(), SortTableInsertStatementsSqlite(names));
+        } else {
+            runInserts(connection, SortTableInsertBatch(names), {});
+        }
+        const QList<QSqlRecord> rows =
+            connection.select(connection.isEmbedded() ? AdministrativeSql::SelectSortedSqlite
+                                                      : AdministrativeSql::SelectSorted);
+        for (const QSqlRecord& row : rows) {
+            const int index = row.value(QStringLiteral("Index")).toInt();
+            const QVariant record = users->item(index);
+            toCollection(record)->add(row.value(QStringLiteral("UserName")).toString(),
+                                      QStringLiteral("FullName"));
+            sorted->add(record, QString::number(sorted->count() + 1));
+        }
+    }
+
+    connection.execute(connection.isEmbedded() ? AdministrativeSql::DropSortTableSqlite
+                                               : AdministrativeSql::DropSortTable);
+    return sorted;
+}
+
+} // namespace AdministrativeDBCon
