@@ -1,5 +1,6 @@
-// Times the conflict check on the embedded engine against plain bulk inserts of the
-// same rows. Usage: bench_userconflicts [users per side, default 50000]
+// Times the conflict check and the name sort on the embedded engine against plain
+// bulk inserts of the same rows in one transaction, the floor they are compared with.
+// Usage: bench_userconflicts [users per side ...], default 1000 10000 50000.
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "db/UserConflicts.h"
@@ -53,8 +54,24 @@ CollectionPtr makeDirectory(int count)
     return users;
 }
 
-// The yardstick: the same rows through a prepared insert into two plain tables.
-qint64 plainInserts(const QString& connectionString, int count)
+// Records for the name sort: "Lastname" and "Firstname", in an order that is not
+// the sorted one.
+CollectionPtr makeSortInput(int count)
+{
+    const CollectionPtr users = Collection::create();
+    for (int i = 1; i <= count; ++i) {
+        const CollectionPtr user = Collection::create();
+        const int n = (i * 7919) % count;
+        user->add(QStringLiteral("Family%1").arg(n), QStringLiteral("Lastname"));
+        user->add(QStringLiteral("Given%1").arg(i), QStringLiteral("Firstname"));
+        users->add(toVariant(user));
+    }
+    return users;
+}
+
+// The floor: the same rows through a prepared insert into a plain table, once per
+// side, in one transaction.
+qint64 plainInserts(const QString& connectionString, int count, int sides)
 {
     QElapsedTimer timer;
     timer.start();
@@ -64,7 +81,7 @@ qint64 plainInserts(const QString& connectionString, int count)
         QStringLiteral("CREATE TABLE Plain (UserID INTEGER, Name TEXT, LoginID TEXT)"));
     QSqlQuery insert(connection.database());
     insert.prepare(QStringLiteral("INSERT INTO Plain VALUES (?, ?, ?)"));
-    for (int side = 0; side < 2; ++side) {
+    for (int side = 0; side < sides; ++side) {
         for (int i = 1; i <= count; ++i) {
             insert.bindValue(0, side * 100000 + i);
             insert.bindValue(1, QStringLiteral("Given%1 Family%1").arg(i));
@@ -78,29 +95,62 @@ qint64 plainInserts(const QString& connectionString, int count)
     return timer.elapsed();
 }
 
+double rowsPerSecond(qint64 rows, qint64 milliseconds)
+{
+    return milliseconds > 0 ? double(rows) * 1000.0 / double(milliseconds) : 0.0;
+}
+
+void measure(int count)
+{
+    QTemporaryDir dir;
+    QElapsedTimer timer;
+    timer.start();
+    const QString source =
+        VarnelBuilder::Write(dir.path(), QStringLiteral("Varnel"), makeSource(count));
+    const qint64 build = timer.elapsed();
+
+    const CollectionPtr directory = makeDirectory(count);
+    const qint64 plainBoth = plainInserts(source, count, 2);
+    timer.restart();
+    const CollectionPtr conflicts = AdministrativeDBCon::CheckForUserConflicts(source, directory);
+    const qint64 check = timer.elapsed();
+
+    const CollectionPtr sortInput = makeSortInput(count);
+    const qint64 plainOne = plainInserts(source, count, 1);
+    timer.restart();
+    const CollectionPtr sorted = AdministrativeDBCon::SortUsersByName(sortInput, source);
+    const qint64 sort = timer.elapsed();
+
+    std::printf("%7d users a side (source database written in %lld ms)\n", count, build);
+    std::printf("  conflict detection %7lld ms %10.0f rows/s   bulk inserts %6lld ms   ratio "
+                "%.2f   (%d conflicts)\n",
+                check, rowsPerSecond(2LL * count, check), plainBoth,
+                plainBoth > 0 ? double(check) / double(plainBoth) : 0.0,
+                conflicts->collection(1)->count());
+    std::printf("  name sort          %7lld ms %10.0f rows/s   bulk inserts %6lld ms   ratio "
+                "%.2f   (%d sorted)\n",
+                sort, rowsPerSecond(count, sort), plainOne,
+                plainOne > 0 ? double(sort) / double(plainOne) : 0.0, sorted->count());
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const int count = argc > 1 ? QString::fromLocal8Bit(argv[1]).toInt() : 50000;
-    QTemporaryDir dir;
-
-    QElapsedTimer timer;
-    timer.start();
-    const QString source =
-        VarnelBuilder::Write(dir.path(), QStringLiteral("Varnel"), makeSource(count));
-    std::printf("build source database, %d users: %lld ms\n", count, timer.elapsed());
-
-    const CollectionPtr directory = makeDirectory(count);
-    const qint64 plain = plainInserts(source, count);
-    std::printf("plain bulk inserts, 2 x %d rows:    %lld ms\n", count, plain);
-
-    timer.restart();
-    const CollectionPtr conflicts = AdministrativeDBCon::CheckForUserConflicts(source, directory);
-    const qint64 check = timer.elapsed();
-    std::printf("CheckForUserConflicts, %d x %d:  %lld ms, %d conflicts\n", count, count, check,
-                conflicts->collection(1)->count());
-    std::printf("ratio: %.2f\n", plain > 0 ? double(check) / double(plain) : 0.0);
+    QList<int> counts;
+    for (int i = 1; i < argc; ++i) {
+        const int count = QString::fromLocal8Bit(argv[i]).toInt();
+        if (count > 0) {
+            counts.append(count);
+        }
+    }
+    if (counts.isEmpty()) {
+        counts = {1000, 10000, 50000};
+    }
+    for (const int count : counts) {
+        measure(count);
+    }
     return 0;
 }
