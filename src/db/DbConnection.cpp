@@ -43,13 +43,6 @@ QString odbcConnectString(const ConnectionParts& parts)
     return text;
 }
 
-void bindAll(QSqlQuery& query, const QVariantList& parameters)
-{
-    for (const QVariant& value : parameters) {
-        query.addBindValue(value);
-    }
-}
-
 } // namespace
 
 DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(nextConnectionName())
@@ -109,9 +102,8 @@ DbConnection::~DbConnection()
     QSqlDatabase::removeDatabase(mName);
 }
 
-void DbConnection::execute(const QString& sql, const QVariantList& parameters)
+void DbConnection::run(QSqlQuery& query, const QString& sql, const QVariantList& parameters)
 {
-    QSqlQuery query(mDatabase);
     query.setForwardOnly(true);
     bool ok = false;
     if (parameters.isEmpty()) {
@@ -119,7 +111,9 @@ void DbConnection::execute(const QString& sql, const QVariantList& parameters)
     } else {
         ok = query.prepare(sql);
         if (ok) {
-            bindAll(query, parameters);
+            for (const QVariant& value : parameters) {
+                query.addBindValue(value);
+            }
             ok = query.exec();
         }
     }
@@ -128,23 +122,16 @@ void DbConnection::execute(const QString& sql, const QVariantList& parameters)
     }
 }
 
+void DbConnection::execute(const QString& sql, const QVariantList& parameters)
+{
+    QSqlQuery query(mDatabase);
+    run(query, sql, parameters);
+}
+
 QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& parameters)
 {
     QSqlQuery query(mDatabase);
-    query.setForwardOnly(true);
-    bool ok = false;
-    if (parameters.isEmpty()) {
-        ok = query.exec(sql);
-    } else {
-        ok = query.prepare(sql);
-        if (ok) {
-            bindAll(query, parameters);
-            ok = query.exec();
-        }
-    }
-    if (!ok) {
-        raise(query.lastError());
-    }
+    run(query, sql, parameters);
     // The column description is read once; each row is a copy with its values set,
     // which is much cheaper than asking the driver for a new record per row.
     QList<QSqlRecord> rows;

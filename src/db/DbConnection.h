@@ -8,6 +8,7 @@
 #include <QVariant>
 
 class QSqlError;
+class QSqlQuery;
 
 // One open connection, made from an OLE DB style connection string and closed when
 // the object goes out of scope: every database operation makes its own. A Data
@@ -54,6 +55,9 @@ public:
     [[noreturn]] static void raise(const QSqlError& error, const QString& context = QString());
 
 private:
+    // Prepares and runs one statement on query, binding the positional parameters.
+    void run(QSqlQuery& query, const QString& sql, const QVariantList& parameters);
+
     QString mName;
     QSqlDatabase mDatabase;
     bool mEmbedded = false;
