@@ -3,6 +3,7 @@
 #include "db/DbConnection.h"
 #include "frame/MigrationError.h"
 #include "target/DirectoryWriter.h"
+#include "target/RowTable.h"
 
 namespace {
 
@@ -129,16 +130,5 @@ VariantTable ReferenceDirectoryUser::ListUsers(int /*a*/, int /*b*/, int /*c*/, 
     const auto rows =
         connection.select(QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) +
                           QStringLiteral(" FROM fwtUser ORDER BY UserID"));
-    if (rows.isEmpty()) {
-        return VariantTable(); // no users: a list without bounds
-    }
-    VariantTable users(0, static_cast<int>(columns.size()) - 1, static_cast<int>(rows.size()));
-    for (int record = 0; record < rows.size(); ++record) {
-        const QSqlRecord& row = rows.at(record);
-        for (int position = 0; position < columns.size(); ++position) {
-            users.set(position, record,
-                      DirectoryWriter::userFieldValue(position, row.value(position)));
-        }
-    }
-    return users;
+    return RowTable(rows, &DirectoryWriter::userFieldValue);
 }

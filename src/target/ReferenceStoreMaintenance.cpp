@@ -2,6 +2,7 @@
 
 #include "db/DbConnection.h"
 #include "target/DirectoryWriter.h"
+#include "target/RowTable.h"
 
 VariantTable ReferenceStoreMaintenance::GetStores(int which, const QString& connectionString)
 {
@@ -14,18 +15,7 @@ VariantTable ReferenceStoreMaintenance::GetStores(int which, const QString& conn
         parameters << which;
     }
     const auto rows = connection.select(sql + QStringLiteral(" ORDER BY StoreID"), parameters);
-    if (rows.isEmpty()) {
-        return VariantTable();
-    }
-    VariantTable stores(0, 3, static_cast<int>(rows.size()));
-    for (int record = 0; record < rows.size(); ++record) {
-        const QSqlRecord& row = rows.at(record);
-        stores.set(0, record, row.value(0).toInt());
-        stores.set(1, record, row.value(1).toString());
-        stores.set(2, record, row.value(2).toInt());
-        stores.set(3, record, row.value(3).toString());
-    }
-    return stores;
+    return RowTable(rows);
 }
 
 QVariant ReferenceStoreMaintenance::AddStoreEntry(const VariantTable& storeRecord,

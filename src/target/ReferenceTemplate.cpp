@@ -3,6 +3,7 @@
 #include "db/DbConnection.h"
 #include "frame/MigrationError.h"
 #include "target/DirectorySchema.h"
+#include "target/RowTable.h"
 
 namespace {
 
@@ -21,15 +22,7 @@ VariantTable ReferenceTemplate::ListTemplates(const QString& connectionString)
     DbConnection connection(connectionString);
     const auto rows = connection.select(
         QStringLiteral("SELECT TemplateID, Title FROM fwtTemplate ORDER BY TemplateID"));
-    if (rows.isEmpty()) {
-        return VariantTable();
-    }
-    VariantTable list(0, 1, static_cast<int>(rows.size()));
-    for (int record = 0; record < rows.size(); ++record) {
-        list.set(0, record, rows.at(record).value(0).toInt());
-        list.set(1, record, rows.at(record).value(1).toString());
-    }
-    return list;
+    return RowTable(rows);
 }
 
 void ReferenceTemplate::SelectTemplate(int templateID, const QString& connectionString)
