@@ -1,4 +1,5 @@
 #include "db/EngineSettings.h"
+#include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "frame/MigrationError.h"
 #include "pages/Pages.h"
@@ -40,16 +41,31 @@ void useConfiguration(const QString& path)
     }
 }
 
+// Printing the options or only making a demo opens no window, so neither needs a
+// display.
+bool needsWindow(int argc, char* argv[])
+{
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "--no-wizard" || argument == "--help" || argument == "-h") {
+            return false;
+        }
+    }
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    QApplication app(argc, argv);
+    const std::unique_ptr<QCoreApplication> app =
+        needsWindow(argc, argv) ? std::make_unique<QApplication>(argc, argv)
+                                : std::make_unique<QCoreApplication>(argc, argv);
     // The name also names the per-user folder that takes the log when the
     // program's folder cannot be written.
-    QApplication::setApplicationName(QStringLiteral("varnel-migrate"));
+    QCoreApplication::setApplicationName(QStringLiteral("varnel-migrate"));
 
-    const StartupOptions options = StartupOptions::parse(QApplication::arguments());
+    const StartupOptions options = StartupOptions::parse(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {
         std::fprintf(stderr, "%s\n\n%s", qPrintable(options.error), qPrintable(options.helpText));
         return 2;
@@ -59,7 +75,25 @@ int main(int argc, char* argv[])
         return 0;
     }
 
-    useConfiguration(IniConfiguration::locate(options.configPath));
+    QString configPath = options.configPath;
+    if (options.demoRequested) {
+        try {
+            const DemoInstallation demo = DemoInstallation::Create(
+                options.demoFolder,
+                options.demoUsers > 0 ? options.demoUsers : DemoData::DefaultUserCount);
+            std::fputs(qPrintable(demo.instructions()), stdout);
+            std::fflush(stdout);
+            configPath = demo.configurationPath;
+        } catch (const MigrationError& error) {
+            std::fprintf(stderr, "%s\n", qPrintable(error.description()));
+            return 1;
+        }
+        if (options.noWizard) {
+            return 0;
+        }
+    }
+
+    useConfiguration(IniConfiguration::locate(configPath));
 
     Pages::registerAllPages();
     WizardPage* start = Pages::create(QStringLiteral("Introduction"));
@@ -67,5 +101,5 @@ int main(int argc, char* argv[])
         return 1;
     }
     start->show();
-    return QApplication::exec();
+    return QCoreApplication::exec();
 }

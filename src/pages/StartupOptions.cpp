@@ -2,6 +2,23 @@
 
 #include <QCommandLineParser>
 
+namespace {
+
+// The one argument that is not an option, the demo's folder, must stand right after
+// --demo.
+bool followsDemoOption(const QStringList& arguments, const QString& folder)
+{
+    for (int i = 1; i + 1 < arguments.size(); ++i) {
+        const QString& argument = arguments.at(i);
+        if (argument == QLatin1String("--demo") && arguments.at(i + 1) == folder) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
 StartupOptions StartupOptions::parse(const QStringList& arguments)
 {
     StartupOptions options;
@@ -14,23 +31,76 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
     const QCommandLineOption configOption(QStringLiteral("config"),
                                           QStringLiteral("Reads the configuration from <file>."),
                                           QStringLiteral("file"));
+    const QCommandLineOption demoOption(
+        QStringLiteral("demo"),
+        QStringLiteral("Makes a demo installation (source database, Directory, configuration, "
+                       "mail folder) in the folder given right after it, or in a new temporary "
+                       "folder, and starts the wizard on it."));
+    const QCommandLineOption usersOption(
+        QStringLiteral("users"),
+        QStringLiteral("With --demo: the number of source users of the demo (50 unless given)."),
+        QStringLiteral("n"));
+    const QCommandLineOption noWizardOption(
+        QStringLiteral("no-wizard"),
+        QStringLiteral("With --demo: makes the demo and ends without starting the wizard."));
     parser.addOption(helpOption);
     parser.addOption(configOption);
+    parser.addOption(demoOption);
+    parser.addOption(usersOption);
+    parser.addOption(noWizardOption);
+    parser.addPositionalArgument(QStringLiteral("[DIR]"),
+                                 QStringLiteral("With --demo: the folder of the demo."));
 
     options.helpText = parser.helpText();
     if (!parser.parse(arguments)) {
         options.error = parser.errorText();
         return options;
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        options.error = QStringLiteral("Unexpected argument: %1")
-                            .arg(parser.positionalArguments().constFirst());
-        return options;
-    }
     options.helpRequested = parser.isSet(helpOption);
+    options.demoRequested = parser.isSet(demoOption);
+    options.noWizard = parser.isSet(noWizardOption);
+
+    const QStringList positional = parser.positionalArguments();
+    if (!positional.isEmpty()) {
+        if (!options.demoRequested || positional.size() > 1 ||
+            !followsDemoOption(arguments, positional.constFirst())) {
+            options.error = QStringLiteral("Unexpected argument: %1").arg(positional.constLast());
+            return options;
+        }
+        options.demoFolder = positional.constFirst();
+        if (options.demoFolder.isEmpty()) {
+            options.error = QStringLiteral("The folder after --demo is empty.");
+            return options;
+        }
+    }
+
     options.configPath = parser.value(configOption);
     if (parser.isSet(configOption) && options.configPath.isEmpty()) {
         options.error = QStringLiteral("The option --config needs the name of a file.");
+        return options;
+    }
+    if (options.demoRequested && parser.isSet(configOption)) {
+        options.error = QStringLiteral("--demo brings its own configuration; leave out --config.");
+        return options;
+    }
+    if (parser.isSet(usersOption)) {
+        bool ok = false;
+        options.demoUsers = parser.value(usersOption).toInt(&ok);
+        if (!options.demoRequested) {
+            options.error = QStringLiteral("The option --users is only used with --demo.");
+        } else if (!ok || options.demoUsers < 1) {
+            // The upper bound is the demo's to tell.
+            options.error = QStringLiteral("The option --users needs a positive number, not "
+                                           "\"%1\".")
+                                .arg(parser.value(usersOption));
+            options.demoUsers = 0;
+        }
+        if (!options.error.isEmpty()) {
+            return options;
+        }
+    }
+    if (options.noWizard && !options.demoRequested) {
+        options.error = QStringLiteral("The option --no-wizard is only used with --demo.");
     }
     return options;
 }

@@ -7,10 +7,21 @@
 //
 //   --config FILE   the configuration file to use instead of the one found by
 //                   ZEPHRIN_CONFIG or beside the program
+//   --demo [DIR]    make a demo installation in DIR (a new temporary folder when
+//                   none is given) and run the wizard on it
+//   --users N       the demo's number of source users (with --demo)
+//   --no-wizard     make the demo and end without starting the wizard (with --demo)
 //   --help          the options, printed
 struct StartupOptions
 {
     QString configPath;
+
+    bool demoRequested = false;
+    // Empty for a new temporary folder.
+    QString demoFolder;
+    // 0 when not given: the demo's usual number.
+    int demoUsers = 0;
+    bool noWizard = false;
 
     bool helpRequested = false;
     QString helpText;
