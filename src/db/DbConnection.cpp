@@ -38,7 +38,10 @@ QString odbcConnectString(const ConnectionParts& parts)
     if (parts.integratedSecurity) {
         text += QStringLiteral("Trusted_Connection=Yes;");
     } else {
-        text += QStringLiteral("UID=%1;PWD={%2};").arg(parts.userID, parts.password);
+        // Inside braces a closing brace is written twice.
+        QString password = parts.password;
+        password.replace(QLatin1Char('}'), QLatin1String("}}"));
+        text += QStringLiteral("UID=%1;PWD={%2};").arg(parts.userID, password);
     }
     return text;
 }
@@ -122,16 +125,35 @@ void DbConnection::run(QSqlQuery& query, const QString& sql, const QVariantList&
     }
 }
 
+// A batch sent to SQL Server answers with one result per statement that counts
+// rows; the driver stops the rest of the batch when they are left unread, so every
+// result is read, and a statement that failed further down is raised too.
+void DbConnection::readRemainingResults(QSqlQuery& query)
+{
+    if (mEmbedded) {
+        return;
+    }
+    while (query.nextResult()) {
+    }
+    if (query.lastError().isValid()) {
+        raise(query.lastError());
+    }
+}
+
 void DbConnection::execute(const QString& sql, const QVariantList& parameters)
 {
     QSqlQuery query(mDatabase);
     run(query, sql, parameters);
+    readRemainingResults(query);
 }
 
 QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& parameters)
 {
     QSqlQuery query(mDatabase);
     run(query, sql, parameters);
+    // Statements of a batch that only count rows come before the rows asked for.
+    while (!mEmbedded && !query.isSelect() && query.nextResult()) {
+    }
     // The column description is read once; each row is a copy with its values set,
     // which is much cheaper than asking the driver for a new record per row.
     QList<QSqlRecord> rows;
@@ -151,6 +173,7 @@ QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& p
     if (query.lastError().isValid()) {
         raise(query.lastError());
     }
+    readRemainingResults(query);
     return rows;
 }
 
@@ -165,6 +188,7 @@ bool DbConnection::hasRow(const QString& sql)
     if (!found && query.lastError().isValid()) {
         raise(query.lastError());
     }
+    readRemainingResults(query);
     return found;
 }
 

@@ -57,6 +57,8 @@ public:
 private:
     // Prepares and runs one statement on query, binding the positional parameters.
     void run(QSqlQuery& query, const QString& sql, const QVariantList& parameters);
+    // Reads what a SQL Server batch still has to say after the result in use.
+    void readRemainingResults(QSqlQuery& query);
 
     QString mName;
     QSqlDatabase mDatabase;
