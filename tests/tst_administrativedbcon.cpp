@@ -4,56 +4,24 @@
 #include "db/DbConnection.h"
 #include "db/VarnelBuilder.h"
 #include "frame/MigrationError.h"
+#include "support/EmbeddedDatabase.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSqlDatabase>
-#include <QSqlRecord>
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::Literals::StringLiterals;
+
+using namespace EmbeddedDatabase;
+
 namespace {
 
-// Where no SQL Server listens: the connection is refused at once.
-const QString NoServer = QStringLiteral("127.0.0.1,1");
-
-QString embedded(const QString& folder, const QString& database)
+bool writeFile(const QString& path, const QByteArray& bytes = QByteArray())
 {
-    return BuildSqlConnectionString(QStringLiteral("sqlite:") + folder, database,
-                                    QStringLiteral("sa"), QString());
-}
-
-// An embedded database made of the given statements.
-QString makeDatabase(const QString& folder, const QString& name, const QStringList& statements)
-{
-    const QString connectionString = embedded(folder, name);
-    DbConnection connection(connectionString, DbConnection::Mode::CreateIfMissing);
-    for (const QString& statement : statements) {
-        connection.execute(statement);
-    }
-    return connectionString;
-}
-
-VarnelSourceUser user(int id, const QString& login, const QMap<QString, QVariant>& settings)
-{
-    VarnelSourceUser u;
-    u.userID = id;
-    u.givenName = QStringLiteral("Given%1").arg(id);
-    u.familyName = QStringLiteral("Family%1").arg(id);
-    u.loginID = login;
-    u.settings = settings;
-    return u;
-}
-
-QStringList tablesOf(const QString& connectionString)
-{
-    DbConnection connection(connectionString);
-    QStringList names;
-    for (const QSqlRecord& row : connection.select(
-             QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name"))) {
-        names.append(row.value(0).toString());
-    }
-    return names;
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
 }
 
 } // namespace
@@ -62,288 +30,246 @@ class TestAdministrativeDBCon : public QObject
 {
     Q_OBJECT
 private slots:
-    void init();
-    void cleanup();
-    void embeddedListing();
-    void listingFailures_data();
-    void listingFailures();
-    void exportCheck_data();
-    void exportCheck();
-    void importCheck_data();
-    void importCheck();
-    void workingTables();
-    void sqlServerTexts_data();
-    void sqlServerTexts();
+    void init()
+    {
+        mDir = std::make_unique<QTemporaryDir>();
+        QVERIFY(mDir->isValid());
+    }
 
-private:
-    QTemporaryDir* mDir = nullptr;
-};
+    void cleanup()
+    {
+        // Every operation closes what it opened, on success and on failure.
+        QCOMPARE(QSqlDatabase::connectionNames(), QStringList());
+        mDir.reset();
+    }
 
-void TestAdministrativeDBCon::init()
-{
-    mDir = new QTemporaryDir;
-    QVERIFY(mDir->isValid());
-}
+    void embeddedListing()
+    {
+        const QString folder = mDir->path();
+        VarnelBuilder::Write(folder, u"varnel"_s, {});
+        make(folder, u"Directory"_s, {u"CREATE TABLE t (a)"_s});
+        make(folder, u"Archive"_s, {});
+        const QByteArray notes = "Plain notes, long enough to be no database header at all.\n";
+        QVERIFY(writeFile(folder + u"/notes.sqlite"_s, notes));
+        QVERIFY(writeFile(folder + u"/readme.txt"_s));
+        QVERIFY(writeFile(folder + u"/Loud.SQLITE"_s));
+        QVERIFY(QDir(folder).mkdir(u"sub.sqlite"_s));
 
-void TestAdministrativeDBCon::cleanup()
-{
-    // Every operation closes what it opened, on success and on failure.
-    QCOMPARE(QSqlDatabase::connectionNames(), QStringList());
-    delete mDir;
-    mDir = nullptr;
-}
+        QCOMPARE(AdministrativeDBCon::GetDatabases(connectionString(folder, u"master"_s)),
+                 QStringList({"Archive", "Directory", "varnel"}));
+        // The listing neither changes a file that is no database nor creates "master".
+        QFile junk(folder + u"/notes.sqlite"_s);
+        QVERIFY(junk.open(QIODevice::ReadOnly));
+        QCOMPARE(junk.readAll(), notes);
+        QVERIFY(!QFile::exists(folder + u"/master.sqlite"_s));
 
-void TestAdministrativeDBCon::embeddedListing()
-{
-    const QString folder = mDir->path();
-    VarnelBuilder::Write(folder, QStringLiteral("varnel"), {});
-    makeDatabase(folder, QStringLiteral("Directory"), {QStringLiteral("CREATE TABLE t (a)")});
-    makeDatabase(folder, QStringLiteral("Archive"), {});
-    QFile junk(folder + QStringLiteral("/notes.sqlite"));
-    QVERIFY(junk.open(QIODevice::WriteOnly));
-    const QByteArray notes =
-        "These are plain notes, long enough to be no database header at all.\n";
-    junk.write(notes);
-    junk.close();
-    QFile other(folder + QStringLiteral("/readme.txt"));
-    QVERIFY(other.open(QIODevice::WriteOnly));
-    other.close();
-    QVERIFY(QDir(folder).mkdir(QStringLiteral("sub.sqlite")));
-    QFile upper(folder + QStringLiteral("/Loud.SQLITE"));
-    QVERIFY(upper.open(QIODevice::WriteOnly));
-    upper.close();
+        QTemporaryDir empty;
+        QCOMPARE(AdministrativeDBCon::GetDatabases(connectionString(empty.path(), u"master"_s)),
+                 QStringList());
+    }
 
-    const QString listing = embedded(folder, QStringLiteral("master"));
-    QCOMPARE(AdministrativeDBCon::GetDatabases(listing),
-             (QStringList{QStringLiteral("Archive"), QStringLiteral("Directory"),
-                          QStringLiteral("varnel")}));
-    // The listing neither changes a file that is no database nor creates "master".
-    QVERIFY(junk.open(QIODevice::ReadOnly));
-    QCOMPARE(junk.readAll(), notes);
-    junk.close();
-    QVERIFY(!QFile::exists(folder + QStringLiteral("/master.sqlite")));
+    void listingFailures_data()
+    {
+        QTest::addColumn<QString>("connectionString");
+        QTest::addColumn<QString>("sourceTail");
+        QTest::newRow("no server, SQL login")
+            << BuildSqlConnectionString(NoServer, "master", "sa", "pw") << "";
+        QTest::newRow("no server, trusted")
+            << BuildTrustedConnectionString(NoServer, "master") << "";
+        QTest::newRow("missing folder")
+            << connectionString("/nonexistent/folder/x", "master") << "SQLite";
+    }
 
-    QTemporaryDir empty;
-    QCOMPARE(AdministrativeDBCon::GetDatabases(embedded(empty.path(), QStringLiteral("master"))),
-             QStringList());
-}
-
-void TestAdministrativeDBCon::listingFailures_data()
-{
-    QTest::addColumn<QString>("connectionString");
-    QTest::addColumn<QString>("sourceTail");
-
-    QTest::newRow("no server, SQL login")
-        << BuildSqlConnectionString(NoServer, QStringLiteral("master"), QStringLiteral("sa"),
-                                    QStringLiteral("pw"))
-        << "";
-    QTest::newRow("no server, trusted")
-        << BuildTrustedConnectionString(NoServer, QStringLiteral("master")) << "";
-    QTest::newRow("missing folder")
-        << embedded(QStringLiteral("/nonexistent/folder/x"), QStringLiteral("master")) << "SQLite";
-}
-
-void TestAdministrativeDBCon::listingFailures()
-{
-    QFETCH(QString, connectionString);
-    QFETCH(QString, sourceTail);
-    try {
-        AdministrativeDBCon::GetDatabases(connectionString);
-        QFAIL("GetDatabases returned without a server");
-    } catch (const MigrationError& error) {
-        QVERIFY(error.number() != 0);
-        QVERIFY2(error.source().startsWith(QStringLiteral("AdministrativeDBCon.GetDatabases - ")),
-                 qPrintable(error.source()));
-        QVERIFY(!error.description().isEmpty());
-        if (!sourceTail.isEmpty()) {
-            QCOMPARE(error.source(),
-                     QStringLiteral("AdministrativeDBCon.GetDatabases - ") + sourceTail);
+    void listingFailures()
+    {
+        QFETCH(QString, connectionString);
+        QFETCH(QString, sourceTail);
+        try {
+            AdministrativeDBCon::GetDatabases(connectionString);
+            QFAIL("GetDatabases returned without a server");
+        } catch (const MigrationError& error) {
+            QVERIFY(error.number() != 0);
+            QVERIFY(!error.description().isEmpty());
+            const QString prefix = u"AdministrativeDBCon.GetDatabases - "_s;
+            QVERIFY2(error.source().startsWith(prefix), qPrintable(error.source()));
+            if (!sourceTail.isEmpty()) {
+                QCOMPARE(error.source(), prefix + sourceTail);
+            }
         }
     }
-}
 
-void TestAdministrativeDBCon::exportCheck_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<bool>("expected");
-
-    QTest::newRow("users with settings") << "full" << true;
-    QTest::newRow("empty user table") << "no users" << false;
-    QTest::newRow("users without settings") << "no settings" << false;
-    QTest::newRow("settings without user values") << "no user settings" << false;
-    QTest::newRow("tables missing") << "empty database" << false;
-    QTest::newRow("no such database") << "missing file" << false;
-    QTest::newRow("no server") << "no server" << false;
-}
-
-void TestAdministrativeDBCon::exportCheck()
-{
-    QFETCH(QString, kind);
-    QFETCH(bool, expected);
-    const QString folder = mDir->path();
-    QString connectionString = embedded(folder, QStringLiteral("Varnel"));
-    VarnelSource source;
-    if (kind == QLatin1String("full")) {
-        source.users = {user(1, QStringLiteral("ann"), {{QStringLiteral("UserLogin"), "a"}})};
-    } else if (kind == QLatin1String("no users")) {
-        source.settingNames = {QStringLiteral("UserLogin")};
-    } else if (kind == QLatin1String("no settings")) {
-        source.users = {user(1, QStringLiteral("ann"), {})};
-    } else if (kind == QLatin1String("no user settings")) {
-        source.users = {user(1, QStringLiteral("ann"), {})};
-        source.settingNames = {QStringLiteral("UserLogin")};
-    }
-    if (kind == QLatin1String("empty database")) {
-        makeDatabase(folder, QStringLiteral("Varnel"), {});
-    } else if (kind == QLatin1String("no server")) {
-        connectionString = BuildSqlConnectionString(NoServer, QStringLiteral("Varnel"),
-                                                    QStringLiteral("sa"), QString());
-    } else if (kind != QLatin1String("missing file")) {
-        VarnelBuilder::WriteTo(connectionString, source);
-    }
-    QCOMPARE(AdministrativeDBCon::CheckExportDatabase(connectionString), expected);
-    if (kind == QLatin1String("missing file")) {
-        QVERIFY(!QFile::exists(folder + QStringLiteral("/Varnel.sqlite")));
-    }
-}
-
-void TestAdministrativeDBCon::importCheck_data()
-{
-    QTest::addColumn<QStringList>("statements");
-    QTest::addColumn<bool>("expected");
-
-    const QString markerTable = QStringLiteral("CREATE TABLE sysprocedures (name TEXT)");
-    const QStringList directoryTables = {
-        QStringLiteral("CREATE TABLE fwtUser (UserID INTEGER PRIMARY KEY, LoginID TEXT)"),
-        QStringLiteral("CREATE TABLE fwtService (ServiceID INTEGER PRIMARY KEY)"),
-        QStringLiteral("CREATE TABLE fwupDirectoryStoresGet (StoreID INTEGER)")};
-
-    QTest::newRow("marked Directory")
-        << (QStringList{markerTable} + directoryTables +
-            QStringList{
-                QStringLiteral("INSERT INTO sysprocedures VALUES ('fwupUserGet')"),
-                QStringLiteral("INSERT INTO sysprocedures VALUES ('fwupDirectoryStoresGet')")})
-        << true;
-    QTest::newRow("mark in other case")
-        << QStringList{markerTable,
-                       QStringLiteral(
-                           "INSERT INTO sysprocedures VALUES ('FWUPDIRECTORYSTORESGET')")}
-        << true;
-    QTest::newRow("same tables, empty mark table")
-        << (QStringList{markerTable} + directoryTables) << false;
-    QTest::newRow("other procedures only")
-        << QStringList{markerTable,
-                       QStringLiteral("INSERT INTO sysprocedures VALUES ('fwupDirectoryStores')")}
-        << false;
-    QTest::newRow("same tables, no mark table") << directoryTables << false;
-    QTest::newRow("source database")
-        << QStringList{QStringLiteral("CREATE TABLE VA_User (a)")} << false;
-}
-
-void TestAdministrativeDBCon::importCheck()
-{
-    QFETCH(QStringList, statements);
-    QFETCH(bool, expected);
-    const QString connectionString =
-        makeDatabase(mDir->path(), QStringLiteral("Directory"), statements);
-    QCOMPARE(AdministrativeDBCon::CheckImportDatabase(connectionString), expected);
-    QVERIFY(QFile::remove(mDir->filePath(QStringLiteral("Directory.sqlite"))));
-    QCOMPARE(AdministrativeDBCon::CheckImportDatabase(connectionString), false);
-    QVERIFY(!QFile::exists(mDir->filePath(QStringLiteral("Directory.sqlite"))));
-    QCOMPARE(AdministrativeDBCon::CheckImportDatabase(
-                 BuildTrustedConnectionString(NoServer, QStringLiteral("Directory"))),
-             false);
-}
-
-void TestAdministrativeDBCon::workingTables()
-{
-    const QString connectionString =
-        VarnelBuilder::Write(mDir->path(), QStringLiteral("Varnel"), {});
+    void exportCheck_data()
     {
-        DbConnection connection(connectionString);
-        // A leftover with other columns and rows is replaced.
-        connection.execute(QStringLiteral("CREATE TABLE MT_VarnelUsers (x TEXT)"));
-        connection.execute(QStringLiteral("INSERT INTO MT_VarnelUsers VALUES ('left over')"));
-        AdministrativeDBCon::CreateVarnelUsersTable(connection);
-        AdministrativeDBCon::CreateVarnelUsersTable(connection);
-        AdministrativeDBCon::CreateZephrinUsersTable(connection);
-        connection.execute(QStringLiteral(
-            "INSERT INTO MT_VarnelUsers (UserID, Name, LoginID) VALUES (1, 'A B', 'ab')"));
-        QCOMPARE(connection.select(QStringLiteral("SELECT * FROM MT_VarnelUsers")).size(), 1);
-        // Login IDs over 50 characters fail as on the server.
-        QVERIFY_THROWS_EXCEPTION(
-            MigrationError,
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<bool>("expected");
+        QTest::newRow("users with settings") << "full" << true;
+        QTest::newRow("empty user table") << "no users" << false;
+        QTest::newRow("users without settings") << "no settings" << false;
+        QTest::newRow("settings without user values") << "no user settings" << false;
+        QTest::newRow("tables missing") << "empty database" << false;
+        QTest::newRow("no such database") << "missing file" << false;
+        QTest::newRow("no server") << "no server" << false;
+    }
+
+    void exportCheck()
+    {
+        QFETCH(QString, kind);
+        QString cs = connectionString(mDir->path(), u"Varnel"_s);
+        VarnelSourceUser ann;
+        ann.userID = 1;
+        ann.loginID = u"ann"_s;
+        VarnelSource source;
+        if (kind == QLatin1String("full")) {
+            ann.settings = {{u"UserLogin"_s, "a"}};
+        }
+        if (kind != QLatin1String("no users")) {
+            source.users = {ann};
+        }
+        if (kind == QLatin1String("no users") || kind == QLatin1String("no user settings")) {
+            source.settingNames = {u"UserLogin"_s};
+        }
+        if (kind == QLatin1String("empty database")) {
+            make(mDir->path(), u"Varnel"_s, {});
+        } else if (kind == QLatin1String("no server")) {
+            cs = BuildSqlConnectionString(NoServer, "Varnel", "sa", QString());
+        } else if (kind != QLatin1String("missing file")) {
+            VarnelBuilder::WriteTo(cs, source);
+        }
+        QTEST(AdministrativeDBCon::CheckExportDatabase(cs), "expected");
+        QVERIFY(kind != QLatin1String("missing file") ||
+                !QFile::exists(mDir->filePath(u"Varnel.sqlite"_s)));
+    }
+
+    void importCheck_data()
+    {
+        QTest::addColumn<QStringList>("statements");
+        QTest::addColumn<bool>("expected");
+        const QString markTable = u"CREATE TABLE sysprocedures (name TEXT)"_s;
+        const auto mark = [](const char* name) {
+            return u"INSERT INTO sysprocedures VALUES ('%1')"_s.arg(name);
+        };
+        const QStringList directoryTables = {
+            u"CREATE TABLE fwtUser (UserID INTEGER PRIMARY KEY, LoginID TEXT)"_s,
+            u"CREATE TABLE fwupDirectoryStoresGet (StoreID INTEGER)"_s};
+
+        QTest::newRow("marked Directory")
+            << QStringList{markTable, mark("fwupUserGet"), mark("fwupDirectoryStoresGet")} << true;
+        QTest::newRow("mark in other case")
+            << QStringList{markTable, mark("FWUPDIRECTORYSTORESGET")} << true;
+        QTest::newRow("same tables, empty mark table")
+            << (QStringList{markTable} + directoryTables) << false;
+        QTest::newRow("other procedures only")
+            << QStringList{markTable, mark("fwupDirectoryStores")} << false;
+        QTest::newRow("same tables, no mark table") << directoryTables << false;
+    }
+
+    void importCheck()
+    {
+        QFETCH(QStringList, statements);
+        const QString cs = make(mDir->path(), u"Directory"_s, statements);
+        QTEST(AdministrativeDBCon::CheckImportDatabase(cs), "expected");
+        // Neither a missing database (which is not created) nor a missing server passes.
+        QVERIFY(QFile::remove(mDir->filePath(u"Directory.sqlite"_s)));
+        QVERIFY(!AdministrativeDBCon::CheckImportDatabase(cs));
+        QVERIFY(!QFile::exists(mDir->filePath(u"Directory.sqlite"_s)));
+        QVERIFY(!AdministrativeDBCon::CheckImportDatabase(
+            BuildTrustedConnectionString(NoServer, u"Directory"_s)));
+    }
+
+    void workingTables()
+    {
+        const QString cs = VarnelBuilder::Write(mDir->path(), u"Varnel"_s, {});
+        {
+            DbConnection connection(cs);
+            // A leftover with other columns and rows is replaced.
+            connection.execute(u"CREATE TABLE MT_VarnelUsers (x TEXT)"_s);
+            connection.execute(u"INSERT INTO MT_VarnelUsers VALUES ('left over')"_s);
+            AdministrativeDBCon::CreateVarnelUsersTable(connection);
+            AdministrativeDBCon::CreateZephrinUsersTable(connection);
             connection.execute(
-                QStringLiteral("INSERT INTO MT_ZephrinUsers (UserID, Name, LoginID) VALUES (1, "
-                               "'x', '") +
-                QString(51, QLatin1Char('a')) + QStringLiteral("')")));
+                u"INSERT INTO MT_VarnelUsers (UserID, Name, LoginID) VALUES (1, 'A B', 'ab')"_s);
+            QCOMPARE(connection.select(u"SELECT * FROM MT_VarnelUsers"_s).size(), 1);
+            // Login IDs over 50 characters fail as on the server.
+            QVERIFY_THROWS_EXCEPTION(
+                MigrationError, connection.execute(u"INSERT INTO MT_ZephrinUsers (UserID, Name, "
+                                                   "LoginID) VALUES (1, 'x', ?)"_s,
+                                                   {QString(51, QLatin1Char('a'))}));
+        }
+        QVERIFY(tables(cs).contains(u"MT_ZephrinUsers"_s));
+        {
+            DbConnection connection(cs);
+            AdministrativeDBCon::DropVarnelUsersTable(connection);
+            AdministrativeDBCon::DropZephrinUsersTable(connection);
+            AdministrativeDBCon::DropZephrinUsersTable(connection);
+        }
+        const QStringList names = tables(cs);
+        QVERIFY(!names.contains(u"MT_VarnelUsers"_s));
+        QVERIFY(!names.contains(u"MT_ZephrinUsers"_s));
     }
-    QVERIFY(tablesOf(connectionString).contains(QStringLiteral("MT_ZephrinUsers")));
+
+    void sqlServerTexts_data()
     {
-        DbConnection connection(connectionString);
-        AdministrativeDBCon::DropVarnelUsersTable(connection);
-        AdministrativeDBCon::DropZephrinUsersTable(connection);
-        AdministrativeDBCon::DropZephrinUsersTable(connection);
+        QTest::addColumn<QString>("actual");
+        QTest::addColumn<QString>("expected");
+
+        QTest::newRow("listing") << AdministrativeSql::ListDatabases
+                                 << "select name from master.dbo.sysdatabases where "
+                                    "has_dbaccess(name) = 1";
+        QTest::newRow("export users") << AdministrativeSql::ExportUsers << "Select * FROM VA_User";
+        QTest::newRow("export user settings")
+            << AdministrativeSql::ExportUserSettings << "SELECT * FROM VA_UserSetting";
+        QTest::newRow("export settings")
+            << AdministrativeSql::ExportSettings << "SELECT * FROM VA_Setting";
+        QTest::newRow("import mark")
+            << AdministrativeSql::ImportMarker
+            << "declare @iExist as integer IF EXISTS(SELECT * FROM dbo.sysobjects WHERE id = "
+               "object_id(N'[dbo].[fwupDirectoryStoresGet]') and OBJECTPROPERTY(id, "
+               "N'IsProcedure') "
+               "= 1) BEGIN SET @iExist=1 END ELSE BEGIN SET @iExist=0 END SELECT @iExist";
+        QTest::newRow("create source users")
+            << AdministrativeSql::CreateVarnelUsers
+            << "if exists (select * from dbo.sysobjects where id = "
+               "object_id(N'[dbo].[MT_VarnelUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
+               "drop "
+               "table [dbo].[MT_VarnelUsers] CREATE TABLE [dbo].[MT_VarnelUsers] ( [UserID] [int] "
+               "NOT "
+               "NULL , [Name] [nvarchar] (255) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL , "
+               "[LoginID] [nvarchar] (50) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL ) ON "
+               "[PRIMARY]ALTER TABLE [dbo].[MT_VarnelUsers] WITH NOCHECK ADD CONSTRAINT "
+               "[PK_MT_VarnelUsers] PRIMARY KEY  CLUSTERED ( [UserID] )  ON [PRIMARY]";
+        QTest::newRow("create target users")
+            << AdministrativeSql::CreateZephrinUsers
+            << "if exists (select * from dbo.sysobjects where id = "
+               "object_id(N'[dbo].[MT_ZephrinUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
+               "drop table [dbo].[MT_ZephrinUsers] CREATE TABLE [dbo].[MT_ZephrinUsers] (    "
+               "[UserID] "
+               "[int] NOT NULL ,     [Name] [nvarchar] (255) COLLATE SQL_Latin1_General_CP1_CI_AS "
+               "NOT "
+               "NULL ,     [LoginID] [nvarchar] (50) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL "
+               ") "
+               "ON [PRIMARY] ALTER TABLE [dbo].[MT_ZephrinUsers] WITH NOCHECK ADD CONSTRAINT "
+               "[PK_MT_ZephrinUsers] PRIMARY KEY  CLUSTERED ( [UserID] ) ON [PRIMARY]";
+        QTest::newRow("drop source users") << AdministrativeSql::DropVarnelUsers
+                                           << "if exists (select * from dbo.sysobjects where id = "
+                                              "object_id(N'[dbo].[MT_VarnelUsers]') and "
+                                              "OBJECTPROPERTY(id, N'IsUserTable') = 1) drop "
+                                              "table [dbo].[MT_VarnelUsers]";
+        QTest::newRow("drop target users")
+            << AdministrativeSql::DropZephrinUsers
+            << "if exists (select * from dbo.sysobjects where id = "
+               "object_id(N'[dbo].[MT_ZephrinUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
+               "drop table [dbo].[MT_ZephrinUsers]";
     }
-    const QStringList tables = tablesOf(connectionString);
-    QVERIFY(!tables.contains(QStringLiteral("MT_VarnelUsers")));
-    QVERIFY(!tables.contains(QStringLiteral("MT_ZephrinUsers")));
-}
 
-void TestAdministrativeDBCon::sqlServerTexts_data()
-{
-    QTest::addColumn<QString>("actual");
-    QTest::addColumn<QString>("expected");
+    void sqlServerTexts()
+    {
+        QFETCH(QString, actual);
+        QTEST(actual, "expected");
+    }
 
-    QTest::newRow("listing") << AdministrativeSql::ListDatabases
-                             << "select name from master.dbo.sysdatabases where "
-                                "has_dbaccess(name) = 1";
-    QTest::newRow("export users") << AdministrativeSql::ExportUsers << "Select * FROM VA_User";
-    QTest::newRow("export user settings")
-        << AdministrativeSql::ExportUserSettings << "SELECT * FROM VA_UserSetting";
-    QTest::newRow("export settings")
-        << AdministrativeSql::ExportSettings << "SELECT * FROM VA_Setting";
-    QTest::newRow("import mark")
-        << AdministrativeSql::ImportMarker
-        << "declare @iExist as integer IF EXISTS(SELECT * FROM dbo.sysobjects WHERE id = "
-           "object_id(N'[dbo].[fwupDirectoryStoresGet]') and OBJECTPROPERTY(id, N'IsProcedure') "
-           "= 1) BEGIN SET @iExist=1 END ELSE BEGIN SET @iExist=0 END SELECT @iExist";
-    QTest::newRow("create source users")
-        << AdministrativeSql::CreateVarnelUsers
-        << "if exists (select * from dbo.sysobjects where id = "
-           "object_id(N'[dbo].[MT_VarnelUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) drop "
-           "table [dbo].[MT_VarnelUsers] CREATE TABLE [dbo].[MT_VarnelUsers] ( [UserID] [int] NOT "
-           "NULL , [Name] [nvarchar] (255) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL , "
-           "[LoginID] [nvarchar] (50) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL ) ON "
-           "[PRIMARY]ALTER TABLE [dbo].[MT_VarnelUsers] WITH NOCHECK ADD CONSTRAINT "
-           "[PK_MT_VarnelUsers] PRIMARY KEY  CLUSTERED ( [UserID] )  ON [PRIMARY]";
-    QTest::newRow("create target users")
-        << AdministrativeSql::CreateZephrinUsers
-        << "if exists (select * from dbo.sysobjects where id = "
-           "object_id(N'[dbo].[MT_ZephrinUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
-           "drop table [dbo].[MT_ZephrinUsers] CREATE TABLE [dbo].[MT_ZephrinUsers] (    [UserID] "
-           "[int] NOT NULL ,     [Name] [nvarchar] (255) COLLATE SQL_Latin1_General_CP1_CI_AS NOT "
-           "NULL ,     [LoginID] [nvarchar] (50) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL ) "
-           "ON [PRIMARY] ALTER TABLE [dbo].[MT_ZephrinUsers] WITH NOCHECK ADD CONSTRAINT "
-           "[PK_MT_ZephrinUsers] PRIMARY KEY  CLUSTERED ( [UserID] ) ON [PRIMARY]";
-    QTest::newRow("drop source users")
-        << AdministrativeSql::DropVarnelUsers
-        << "if exists (select * from dbo.sysobjects where id = "
-           "object_id(N'[dbo].[MT_VarnelUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) drop "
-           "table [dbo].[MT_VarnelUsers]";
-    QTest::newRow("drop target users")
-        << AdministrativeSql::DropZephrinUsers
-        << "if exists (select * from dbo.sysobjects where id = "
-           "object_id(N'[dbo].[MT_ZephrinUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
-           "drop table [dbo].[MT_ZephrinUsers]";
-}
-
-void TestAdministrativeDBCon::sqlServerTexts()
-{
-    QFETCH(QString, actual);
-    QFETCH(QString, expected);
-    QCOMPARE(actual, expected);
-}
+private:
+    std::unique_ptr<QTemporaryDir> mDir;
+};
 
 QTEST_GUILESS_MAIN(TestAdministrativeDBCon)
 #include "tst_administrativedbcon.moc"

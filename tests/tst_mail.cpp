@@ -1,19 +1,15 @@
 #include "support/SmtpServer.h"
 
-#include "db/DbConnection.h"
 #include "directory/ComponentFactory.h"
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/Clock.h"
-#include "frame/Collection.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
-#include "target/DirectorySchema.h"
-#include "target/ReferenceMail.h"
+#include "target/DirectoryBuilder.h"
 #include "target/TargetComponentFactory.h"
 
 #include <QDir>
-#include <QFile>
 #include <QSettings>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -23,56 +19,56 @@
 #include <curl/curl.h>
 #include <memory>
 
+using namespace Qt::Literals::StringLiterals;
+using namespace ZephrinFunctions;
+
 namespace {
 
-const QString LinkBase = QStringLiteral("http://zephrin.example.com/gettingstarted.asp?lang=");
+const QString LinkBase = u"http://zephrin.example.com/gettingstarted.asp?lang="_s;
 
 // A loopback port where nothing listens.
 int deadPort()
 {
     QTcpServer probe;
     probe.listen(QHostAddress::LocalHost, 0);
-    const int port = probe.serverPort();
-    probe.close();
-    return port;
+    return probe.serverPort();
 }
 
 CollectionPtr makeTemplate(const QString& subject, const QString& body)
 {
     auto text = Collection::create();
-    text->add(QStringLiteral("Migration Team <team@example.com>"), QStringLiteral("From"));
-    text->add(subject, QStringLiteral("Subject"));
-    text->add(body, QStringLiteral("Body"));
+    text->add(u"Migration Team <team@example.com>"_s, u"From"_s);
+    text->add(subject, u"Subject"_s);
+    text->add(body, u"Body"_s);
     return text;
 }
 
 // The user record as the engine keeps it; empty texts leave a key out.
-CollectionPtr makeUser(const QString& loginID, const QString& loginIDChanged,
-                       const QString& passwordClear, const QString& first, const QString& last,
-                       const QString& email)
+CollectionPtr makeUser(const QString& loginIDChanged, const QString& passwordClear,
+                       const QString& first, const QString& last, const QString& email)
 {
     auto user = Collection::create();
-    user->add(17, QStringLiteral("VaUserID"));
-    user->add(loginID, QStringLiteral("LoginID"));
+    user->add(u"jsmith"_s, u"LoginID"_s);
     if (!loginIDChanged.isEmpty()) {
-        user->add(loginIDChanged, QStringLiteral("LoginIDChanged"));
+        user->add(loginIDChanged, u"LoginIDChanged"_s);
     }
     if (!passwordClear.isEmpty()) {
-        user->add(passwordClear, QStringLiteral("PasswordClear"));
+        user->add(passwordClear, u"PasswordClear"_s);
     }
-    user->add(first, QStringLiteral("FirstName"));
-    user->add(last, QStringLiteral("LASTNAME"));
-    user->add(email, QStringLiteral("Email"));
-    user->add(QStringLiteral("1033"), QStringLiteral("LanguageID"));
+    user->add(first, u"FirstName"_s);
+    user->add(last, u"LASTNAME"_s);
+    user->add(email, u"Email"_s);
+    user->add(u"1033"_s, u"LanguageID"_s);
     return user;
 }
 
-QString withoutFinalNewline(QString text)
+CollectionPtr servers(const QStringList& names)
 {
-    if (text.endsWith(QLatin1Char('\n'))) {
-        text.chop(1);
+    auto list = Collection::create();
+    for (const QString& name : names) {
+        list->add(name);
     }
-    return text;
+    return list;
 }
 
 // A mail component that records the order of its calls, for the search order of
@@ -89,44 +85,44 @@ struct RecordingState
 class RecordingMail : public MailComponent
 {
 public:
-    explicit RecordingMail(RecordingState& state) : mState(state) {}
+    explicit RecordingMail(RecordingState& state) : s(state) {}
+    QString call(const QString& what, const QString& answer)
+    {
+        s.calls << what;
+        return answer;
+    }
     void SendMail(const QString&, const QString&, const QString&, const QString&,
                   const QVariant&) override
     {
-        mState.calls << QStringLiteral("SendMail");
+        call(u"SendMail"_s, {});
     }
     QString GetStoredAccount(const QString&) override
     {
-        mState.calls << QStringLiteral("GetStoredAccount");
-        return mState.stored;
+        return call(u"GetStoredAccount"_s, s.stored);
     }
-    QString GetAccountName(const QString&) override
-    {
-        mState.calls << QStringLiteral("GetAccountName");
-        return mState.name;
-    }
+    QString GetAccountName(const QString&) override { return call(u"GetAccountName"_s, s.name); }
     QString GetAccountForName(const QString& name) override
     {
-        mState.calls << QStringLiteral("GetAccountForName ") + name;
-        return name.isEmpty() ? QString() : QStringLiteral("named;") + name;
+        return call(u"GetAccountForName "_s + name,
+                    name.isEmpty() ? QString() : u"named;"_s + name);
     }
     QString GetAccountForServer(const QString& name, const QString& server) override
     {
-        mState.calls << QStringLiteral("GetAccountForServer ") + server;
-        return server == QLatin1String("unknown") ? QString() : server + QLatin1Char(';') + name;
+        return call(u"GetAccountForServer "_s + server,
+                    server == "unknown"_L1 ? QString() : server + ';' + name);
     }
     void TestLogon(const QString& account, bool& passed, QVariant& handle) override
     {
-        mState.calls << QStringLiteral("TestLogon ") + account;
-        if (mState.throwOnLogon) {
-            throw MigrationError(91, QStringLiteral("Object variable not set"));
+        s.calls << u"TestLogon "_s + account;
+        if (s.throwOnLogon) {
+            throw MigrationError(91, u"Object variable not set"_s);
         }
-        passed = mState.passing.contains(account);
-        handle = QStringLiteral("handle of ") + account;
+        passed = s.passing.contains(account);
+        handle = u"handle of "_s + account;
     }
 
 private:
-    RecordingState& mState;
+    RecordingState& s;
 };
 
 class RecordingFactory : public ComponentFactory
@@ -148,443 +144,337 @@ class TestMail : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void init();
-    void cleanupTestCase();
+    void initTestCase()
+    {
+        mServer = std::make_unique<SmtpServer>();
+        QVERIFY2(mServer->isRunning(), qPrintable(mServer->errorString()));
+        AppClock::setClock(std::make_shared<ManualClock>(
+            QDateTime(QDate(2024, 3, 5), QTime(14, 7, 9), QTimeZone::utc())));
+    }
 
-    void introductionMail_data();
-    void introductionMail();
-    void mailFailures_data();
-    void mailFailures();
-    void pickupFolder();
-    void logonTest_data();
-    void logonTest();
-    void findServiceAccount_data();
-    void findServiceAccount();
-    void searchOrder_data();
-    void searchOrder();
+    void init()
+    {
+        mDir = std::make_unique<QTemporaryDir>();
+        mServer->clear();
+        GlobalVariables::gsServiceAccount.clear();
+        GlobalVariables::gvLogonHandle = QVariant();
+    }
+
+    void cleanupTestCase()
+    {
+        Components::setFactory(nullptr);
+        AppClock::setClock(nullptr);
+        mServer.reset();
+    }
+
+    void introductionMail_data()
+    {
+        QTest::addColumn<CollectionPtr>("user");
+        QTest::addColumn<QString>("subject");
+        QTest::addColumn<QString>("body");
+        QTest::addColumn<QString>("expectedBody");
+
+        // Placeholders are replaced in the body only, and only as written.
+        const QString body = u"Dear <FirstName> <LastName>,\n<LoginID> logs on as <LoginID> with "
+                             "\"<Password>\".\n<WizardURL>\nKept: <loginid> <PASSWORD>"_s;
+        QTest::newRow("changed login and new password")
+            << makeUser(u"JoSm0"_s, u"aB3dE9"_s, u"John"_s, u"Smith"_s, u"john.smith@example.com"_s)
+            << u"Welcome <FirstName>, your <LoginID>"_s << body
+            << u"Dear John Smith,\nJoSm0 logs on as JoSm0 with \"aB3dE9\".\n"_s + LinkBase +
+                   u"1033\nKept: <loginid> <PASSWORD>"_s;
+        QTest::newRow("login kept, password kept")
+            << makeUser(QString(), QString(), u"Anna"_s, u"Li"_s, u"anna@example.com"_s)
+            << u"Your new account"_s << body
+            << u"Dear Anna Li,\njsmith logs on as jsmith with \"\".\n"_s + LinkBase +
+                   u"1033\nKept: <loginid> <PASSWORD>"_s;
+        // Accents, a line far over the wire limit, "=" signs, trailing blanks and a
+        // leading dot must all arrive as written.
+        const QString longLine = u"Zürich "_s.repeated(40) + u"= end  "_s;
+        QTest::newRow("text that needs encoding")
+            << makeUser(QString(), u"Zz9Aa0"_s, u"Jürgen"_s, u"Łukasz"_s, u"jm@example.com"_s)
+            << u"Willkommen, Jürgen! Ihr neues Konto bei der Zephrin-Installation <LoginID>"_s
+            << u"Hallo <FirstName> <LastName>\r\n.\r\n.<Password>\r\n"_s + longLine
+            << u"Hallo Jürgen Łukasz\n.\n.Zz9Aa0\n"_s + longLine;
+    }
+
+    void introductionMail()
+    {
+        QFETCH(CollectionPtr, user);
+        QFETCH(QString, subject);
+        QFETCH(QString, body);
+        configureServer(mServer->port());
+        long number = 0;
+        QString description;
+        QVERIFY2(MailUser(user, makeTemplate(subject, body), LinkBase, number, description),
+                 qPrintable(description));
+
+        const auto received = mServer->messages(1);
+        QCOMPARE(received.size(), 1);
+        const auto& message = received.first();
+        const QString email = user->item(u"Email"_s).toString();
+        QCOMPARE(message.mailFrom, u"migration@example.com"_s);
+        QCOMPARE(message.rcptTos, QStringList{email});
+        QCOMPARE(message.subject, subject);
+        QString text = message.body;
+        if (text.endsWith('\n')) {
+            text.chop(1);
+        }
+        QTEST(text, "expectedBody");
+        QCOMPARE(message.headers.value(u"To"_s), email);
+        QCOMPARE(message.headers.value(u"From"_s), u"migration@example.com"_s);
+        QCOMPARE(QDateTime::fromString(message.headers.value(u"Date"_s), Qt::RFC2822Date),
+                 QDateTime(QDate(2024, 3, 5), QTime(14, 7, 9), QTimeZone::utc()));
+        QVERIFY(message.headers.value(u"Message-ID"_s).endsWith(u"@example.com>"_s));
+        QVERIFY(message.data.contains(
+            u"\r\nMIME-Version: 1.0\r\nContent-Type: text/plain; charset=UTF-8\r\n"_s));
+        QVERIFY2(message.defects.isEmpty(), qPrintable(message.defects.join(',')));
+        for (const QString& line : message.data.split(u"\r\n"_s)) {
+            QVERIFY2(line.size() <= 78, qPrintable(line));
+        }
+    }
+
+    void mailFailures_data()
+    {
+        QTest::addColumn<CollectionPtr>("user");
+        QTest::addColumn<bool>("serverDown");
+        QTest::addColumn<long>("errorNumber");
+        QTest::newRow("server not listening")
+            << makeUser(QString(), QString(), u"J"_s, u"S"_s, u"j@example.com"_s) << true
+            << long(CURLE_COULDNT_CONNECT);
+        QTest::newRow("user without address") << makeUser(QString(), QString(), u"X"_s, u"Y"_s, "")
+                                              << false << ErrorNumber::InvalidProcedureCall;
+        auto noFirstName = makeUser(QString(), QString(), u"X"_s, u"Y"_s, u"x@example.com"_s);
+        noFirstName->remove(u"FirstName"_s);
+        QTest::newRow("record without first name")
+            << noFirstName << false << ErrorNumber::InvalidProcedureCall;
+    }
+
+    void mailFailures()
+    {
+        QFETCH(CollectionPtr, user);
+        QFETCH(bool, serverDown);
+        configureServer(serverDown ? deadPort() : mServer->port());
+        long number = 0;
+        QString description;
+        QVERIFY(
+            !MailUser(user, makeTemplate(u"S"_s, u"<LoginID>"_s), LinkBase, number, description));
+        QTEST(number, "errorNumber");
+        QVERIFY(!description.isEmpty());
+        QCOMPARE(mServer->messages().size(), 0);
+    }
+
+    void pickupFolder()
+    {
+        QVERIFY(QDir(mDir->path()).mkdir(u"pickup"_s));
+        configure({{u"transport"_s, u"pickup"_s}, {u"pickupfolder"_s, u"pickup"_s}});
+        SetServiceAccount(u"migration"_s, u"migration@example.com"_s, u"mail01"_s);
+        QVERIFY(TestServiceAccount());
+        QDir pickup(mDir->filePath(u"pickup"_s));
+        QCOMPARE(GlobalVariables::gvLogonHandle.toString(), u"pickup:"_s + pickup.path());
+
+        const QStringList addresses{u"a@example.com"_s, u"b@example.com"_s};
+        for (const QString& address : addresses) {
+            long number = 0;
+            QString description;
+            QVERIFY2(MailUser(makeUser(QString(), u"pw1234"_s, u"F"_s, u"L"_s, address),
+                              makeTemplate(u"Hello <FirstName>"_s, u"Password: <Password>\nBye"_s),
+                              LinkBase, number, description),
+                     qPrintable(description));
+        }
+        const QStringList files = pickup.entryList(QDir::Files | QDir::Hidden);
+        QCOMPARE(files.size(), 2);
+        QStringList recipients;
+        for (const QString& name : files) {
+            QVERIFY(name.endsWith(u".eml"_s));
+            QFile file(pickup.filePath(name));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QByteArray text = file.readAll();
+            QVERIFY(text.startsWith("Date: 05 Mar 2024 14:07:09 +0000\r\nFrom: "
+                                    "migration@example.com\r\nTo: "));
+            QVERIFY(text.contains("\r\nSubject: Hello <FirstName>\r\n"));
+            QVERIFY(text.contains("\r\n\r\nPassword: pw1234\r\nBye\r\n"));
+            QVERIFY(!QByteArray(text).replace("\r\n", "").contains('\n'));
+            const int to = text.indexOf("To: ") + 4;
+            recipients << QString::fromUtf8(text.mid(to, text.indexOf('\r', to) - to));
+        }
+        recipients.sort();
+        QCOMPARE(recipients, addresses);
+
+        // Without the folder the logon test fails and nothing escapes.
+        QVERIFY(pickup.removeRecursively());
+        QVERIFY(!TestServiceAccount());
+    }
+
+    void logonTest_data()
+    {
+        QTest::addColumn<QString>("server");
+        QTest::addColumn<QString>("alias");
+        QTest::addColumn<QString>("email");
+        QTest::addColumn<bool>("passes");
+        const QString live = u"127.0.0.1"_s;
+        const QString mail = u"svc@example.com"_s;
+        QTest::newRow("server answers") << live << u"svc"_s << mail << true;
+        QTest::newRow("nothing listens")
+            << u"127.0.0.1:%1"_s.arg(deadPort()) << u"svc"_s << mail << false;
+        QTest::newRow("empty server") << QString() << u"svc"_s << mail << false;
+        QTest::newRow("empty alias") << live << QString() << mail << false;
+        QTest::newRow("no address") << live << u"svc"_s << u"svc"_s << false;
+    }
+
+    void logonTest()
+    {
+        QFETCH(QString, server);
+        QFETCH(QString, alias);
+        QFETCH(QString, email);
+        QFETCH(bool, passes);
+        configure({{u"smtpport"_s, QString::number(mServer->port())}});
+        GlobalVariables::gvLogonHandle = u"earlier"_s;
+        SetServiceAccount(alias, email, server);
+        QCOMPARE(TestServiceAccount(), passes);
+        QCOMPARE(GlobalVariables::gvLogonHandle.toString(),
+                 passes ? u"smtp://127.0.0.1:%1"_s.arg(mServer->port()) : u"earlier"_s);
+        // A failed test leaves the entered values in force.
+        QCOMPARE(GlobalVariables::gsServiceAccount, server + ';' + alias + ';' + email);
+    }
+
+    void findServiceAccount_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("accountName");
+        QTest::addColumn<bool>("smtpHostSet");
+        QTest::addColumn<QStringList>("servers");
+        QTest::addColumn<QString>("account"); // "previous" when none is found
+
+        const QString dead = u"127.0.0.1:%1"_s.arg(deadPort());
+        const QString live = u"127.0.0.1"_s;
+        const QString svc = u";svc;svc@example.com"_s;
+        const QString mailer = u"mailer@example.com"_s;
+        QTest::newRow("stored account answers")
+            << live + svc << QString() << false << QStringList() << live + svc;
+        QTest::newRow("stored account dead, found by name")
+            << dead + svc << mailer << true << QStringList() << live + ";mailer;" + mailer;
+        QTest::newRow("found on the second server")
+            << QString() << mailer << false << QStringList{dead, live}
+            << live + ";mailer;" + mailer;
+        QTest::newRow("nothing answers")
+            << dead + svc << mailer << false << QStringList{dead} << u"previous"_s;
+        QTest::newRow("nothing to try")
+            << QString() << QString() << true << QStringList() << u"previous"_s;
+    }
+
+    void findServiceAccount()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, accountName);
+        QFETCH(bool, smtpHostSet);
+        QFETCH(QStringList, servers);
+        QFETCH(QString, account);
+
+        QMap<QString, QString> mail{{u"smtpport"_s, QString::number(mServer->port())}};
+        if (smtpHostSet) {
+            mail.insert(u"smtphost"_s, mServer->host());
+        }
+        configure(mail);
+        DirectoryDescription description;
+        description.serviceAccount = stored;
+        description.serviceAccountName = accountName;
+        const QString cs = DirectoryBuilder::EmbeddedConnectionString(mDir->path());
+        DirectoryBuilder::Build(cs, description);
+        GlobalVariables::gsServiceAccount = u"previous"_s;
+
+        const bool found = account != "previous"_L1;
+        QCOMPARE(FindServiceAccount(cs, ::servers(servers)), found);
+        QCOMPARE(GlobalVariables::gsServiceAccount, account);
+        QCOMPARE(GlobalVariables::gvLogonHandle.toString(),
+                 found ? u"smtp://127.0.0.1:%1"_s.arg(mServer->port()) : QString());
+    }
+
+    void searchOrder_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QStringList>("servers");
+        QTest::addColumn<QStringList>("passing");
+        QTest::addColumn<bool>("throwOnLogon");
+        QTest::addColumn<bool>("found");
+        QTest::addColumn<QStringList>("calls");
+
+        const QString stored = u"s0;svc;svc@x.com"_s;
+        const QString name = u"m@x.com"_s;
+        const QStringList first = {u"GetStoredAccount"_s, u"TestLogon "_s + stored};
+        const QStringList byName = {u"GetAccountName"_s, u"GetAccountForName m@x.com"_s,
+                                    u"TestLogon named;m@x.com"_s};
+        QTest::newRow("stored account first")
+            << stored << name << QStringList{"s1"} << QStringList{stored} << false << true << first;
+        QTest::newRow("then the account of the name")
+            << stored << name << QStringList{"s1"} << QStringList{"named;m@x.com"} << false << true
+            << first + byName;
+        QTest::newRow("then the servers in order")
+            << QString() << name << QStringList{"s1", "unknown", "s2", "s3"}
+            << QStringList{"s2;m@x.com", "s3;m@x.com"} << false << true
+            << QStringList{"GetStoredAccount"} + byName +
+                   QStringList{"GetAccountForServer s1", "TestLogon s1;m@x.com",
+                               "GetAccountForServer unknown", "GetAccountForServer s2",
+                               "TestLogon s2;m@x.com"};
+        QTest::newRow("empty stored account, no name, no servers")
+            << QString() << QString() << QStringList() << QStringList() << false << false
+            << QStringList{"GetStoredAccount", "GetAccountName", "GetAccountForName "};
+        QTest::newRow("a logon test that fails badly")
+            << stored << name << QStringList{"s1"} << QStringList{stored} << true << false << first;
+    }
+
+    void searchOrder()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, name);
+        QFETCH(QStringList, servers);
+        QFETCH(QStringList, passing);
+        QFETCH(bool, throwOnLogon);
+        QFETCH(bool, found);
+        QFETCH(QStringList, calls);
+
+        RecordingState state{stored, name, passing, throwOnLogon, {}};
+        Components::setFactory(std::make_shared<RecordingFactory>(state));
+        GlobalVariables::gsServiceAccount = u"previous"_s;
+        QCOMPARE(FindServiceAccount(u"cs"_s, ::servers(servers)), found);
+        QCOMPARE(state.calls, calls);
+        const QString account = found ? calls.last().mid(10) : u"previous"_s; // after "TestLogon "
+        QCOMPARE(GlobalVariables::gsServiceAccount, account);
+        if (found) {
+            QCOMPARE(GlobalVariables::gvLogonHandle.toString(), u"handle of "_s + account);
+        }
+
+        // No mail component at all is a search that finds nothing.
+        Components::setFactory(nullptr);
+        QVERIFY(!FindServiceAccount(u"cs"_s, ::servers(servers)));
+    }
 
 private:
     // Writes zephrin.ini with the [mail] settings given and installs the reference
     // components over it.
-    QString configure(const QMap<QString, QString>& mail);
-    QString directory(const QString& storedAccount, const QString& accountName);
+    void configure(const QMap<QString, QString>& mail)
+    {
+        const QString path = mDir->filePath(u"zephrin.ini"_s);
+        {
+            QSettings ini(path, QSettings::IniFormat);
+            ini.setValue(u"global/productname"_s, u"Zephrin"_s);
+            for (auto it = mail.begin(); it != mail.end(); ++it) {
+                ini.setValue(u"mail/"_s + it.key(), it.value());
+            }
+        }
+        Components::setFactory(std::make_shared<TargetComponentFactory>(path));
+    }
+
+    // Configures the loopback server and sets the service account on it.
+    void configureServer(int port)
+    {
+        configure({{u"smtpport"_s, QString::number(port)}});
+        SetServiceAccount(u"migration"_s, u"migration@example.com"_s, mServer->host());
+    }
 
     std::unique_ptr<SmtpServer> mServer;
     std::unique_ptr<QTemporaryDir> mDir;
 };
-
-void TestMail::initTestCase()
-{
-    mServer = std::make_unique<SmtpServer>();
-    QVERIFY2(mServer->isRunning(), qPrintable(mServer->errorString()));
-    AppClock::setClock(std::make_shared<ManualClock>(
-        QDateTime(QDate(2024, 3, 5), QTime(14, 7, 9), QTimeZone::utc())));
-}
-
-void TestMail::init()
-{
-    mDir = std::make_unique<QTemporaryDir>();
-    mServer->clear();
-    GlobalVariables::gsServiceAccount.clear();
-    GlobalVariables::gvLogonHandle = QVariant();
-}
-
-void TestMail::cleanupTestCase()
-{
-    Components::setFactory(nullptr);
-    AppClock::setClock(nullptr);
-    mServer.reset();
-}
-
-QString TestMail::configure(const QMap<QString, QString>& mail)
-{
-    const QString path = mDir->filePath(QStringLiteral("zephrin.ini"));
-    QFile::remove(path);
-    {
-        QSettings ini(path, QSettings::IniFormat);
-        ini.setValue(QStringLiteral("global/productname"), QStringLiteral("Zephrin"));
-        for (auto it = mail.begin(); it != mail.end(); ++it) {
-            ini.setValue(QStringLiteral("mail/") + it.key(), it.value());
-        }
-    }
-    Components::setFactory(std::make_shared<TargetComponentFactory>(path));
-    return path;
-}
-
-QString TestMail::directory(const QString& storedAccount, const QString& accountName)
-{
-    const QString cs = QStringLiteral("Provider=SQLOLEDB.1;Data Source=sqlite:%1;"
-                                      "Initial Catalog=Directory;uid=sa;pwd=")
-                           .arg(mDir->path());
-    DirectorySchema::Create(cs);
-    DbConnection db(cs);
-    if (!storedAccount.isEmpty()) {
-        db.execute(
-            QStringLiteral(
-                "INSERT INTO fwtSystemSetting (Category, Name, Value) VALUES ('mail', ?, ?)"),
-            {QStringLiteral("serviceaccount"), storedAccount});
-    }
-    if (!accountName.isEmpty()) {
-        db.execute(
-            QStringLiteral(
-                "INSERT INTO fwtSystemSetting (Category, Name, Value) VALUES ('mail', ?, ?)"),
-            {QStringLiteral("serviceaccountname"), accountName});
-    }
-    return cs;
-}
-
-void TestMail::introductionMail_data()
-{
-    QTest::addColumn<CollectionPtr>("user");
-    QTest::addColumn<QString>("subject");
-    QTest::addColumn<QString>("body");
-    QTest::addColumn<QString>("expectedBody");
-
-    const QString body = QStringLiteral("Dear <FirstName> <LastName>,\n"
-                                        "your login ID is now <LoginID>.\n"
-                                        "Log on as <LoginID> with the password \"<Password>\".\n"
-                                        "Get started: <WizardURL>\n"
-                                        "Kept as written: <loginid> <PASSWORD>");
-
-    QTest::newRow("changed login and new password")
-        << makeUser(QStringLiteral("jsmith"), QStringLiteral("JoSm0"), QStringLiteral("aB3dE9"),
-                    QStringLiteral("John"), QStringLiteral("Smith"),
-                    QStringLiteral("john.smith@example.com"))
-        << QStringLiteral("Welcome <FirstName>, your <LoginID>") << body
-        << QStringLiteral("Dear John Smith,\n"
-                          "your login ID is now JoSm0.\n"
-                          "Log on as JoSm0 with the password \"aB3dE9\".\n"
-                          "Get started: http://zephrin.example.com/"
-                          "gettingstarted.asp?lang=1033\n"
-                          "Kept as written: <loginid> <PASSWORD>");
-
-    QTest::newRow("login kept, password kept")
-        << makeUser(QStringLiteral("anna"), QString(), QString(), QStringLiteral("Anna"),
-                    QStringLiteral("Li"), QStringLiteral("anna@example.com"))
-        << QStringLiteral("Your new account") << body
-        << QStringLiteral("Dear Anna Li,\n"
-                          "your login ID is now anna.\n"
-                          "Log on as anna with the password \"\".\n"
-                          "Get started: http://zephrin.example.com/"
-                          "gettingstarted.asp?lang=1033\n"
-                          "Kept as written: <loginid> <PASSWORD>");
-
-    // Accents, a line far over the wire limit, "=" signs, trailing blanks and a
-    // leading dot must all arrive as written.
-    const QString longLine = QStringLiteral("Zürich ").repeated(40) + QStringLiteral("= end  ");
-    QTest::newRow("text that needs encoding")
-        << makeUser(QStringLiteral("jm"), QString(), QStringLiteral("Zz9Aa0"),
-                    QStringLiteral("Jürgen"), QStringLiteral("Łukasz"),
-                    QStringLiteral("jm@example.com"))
-        << QStringLiteral("Willkommen, Jürgen! Ihr neues Konto bei der Zephrin-Installation "
-                          "<LoginID>")
-        << QStringLiteral("Hallo <FirstName> <LastName>\r\n.\r\n.<Password>\r\n") + longLine
-        << QStringLiteral("Hallo Jürgen Łukasz\n.\n.Zz9Aa0\n") + longLine;
-}
-
-void TestMail::introductionMail()
-{
-    QFETCH(CollectionPtr, user);
-    QFETCH(QString, subject);
-    QFETCH(QString, body);
-    QFETCH(QString, expectedBody);
-
-    configure({{QStringLiteral("smtpport"), QString::number(mServer->port())}});
-    ZephrinFunctions::SetServiceAccount(QStringLiteral("migration"),
-                                        QStringLiteral("migration@example.com"), mServer->host());
-
-    long number = 0;
-    QString description;
-    QVERIFY2(ZephrinFunctions::MailUser(user, makeTemplate(subject, body), LinkBase, number,
-                                        description),
-             qPrintable(description));
-
-    const auto received = mServer->messages(1);
-    QCOMPARE(received.size(), 1);
-    const auto& message = received.first();
-    QCOMPARE(message.mailFrom, QStringLiteral("migration@example.com"));
-    QCOMPARE(message.rcptTos, QStringList{user->item(QStringLiteral("Email")).toString()});
-    QCOMPARE(message.subject, subject);
-    QCOMPARE(withoutFinalNewline(message.body), expectedBody);
-    QCOMPARE(message.headers.value(QStringLiteral("To")),
-             user->item(QStringLiteral("Email")).toString());
-    QCOMPARE(message.headers.value(QStringLiteral("From")),
-             QStringLiteral("migration@example.com"));
-    QCOMPARE(QDateTime::fromString(message.headers.value(QStringLiteral("Date")), Qt::RFC2822Date),
-             QDateTime(QDate(2024, 3, 5), QTime(14, 7, 9), QTimeZone::utc()));
-    QVERIFY(message.headers.value(QStringLiteral("Message-ID"))
-                .endsWith(QStringLiteral("@example.com>")));
-    QVERIFY(message.data.contains(QStringLiteral("\r\nMIME-Version: 1.0\r\n"
-                                                 "Content-Type: text/plain; charset=UTF-8\r\n")));
-    QVERIFY2(message.defects.isEmpty(), qPrintable(message.defects.join(QLatin1Char(','))));
-    for (const QString& line : message.data.split(QStringLiteral("\r\n"))) {
-        QVERIFY2(line.size() <= 78, qPrintable(line));
-    }
-}
-
-void TestMail::mailFailures_data()
-{
-    QTest::addColumn<CollectionPtr>("user");
-    QTest::addColumn<bool>("serverDown");
-    QTest::addColumn<long>("errorNumber");
-
-    const auto good =
-        makeUser(QStringLiteral("jsmith"), QString(), QString(), QStringLiteral("John"),
-                 QStringLiteral("Smith"), QStringLiteral("john@example.com"));
-    QTest::newRow("server not listening") << good << true << long(CURLE_COULDNT_CONNECT);
-    QTest::newRow("user without address")
-        << makeUser(QStringLiteral("x"), QString(), QString(), QStringLiteral("X"),
-                    QStringLiteral("Y"), QString())
-        << false << ErrorNumber::InvalidProcedureCall;
-    auto noFirstName = Collection::create();
-    noFirstName->add(QStringLiteral("x"), QStringLiteral("LoginID"));
-    noFirstName->add(QStringLiteral("x@example.com"), QStringLiteral("Email"));
-    QTest::newRow("record without first name")
-        << noFirstName << false << ErrorNumber::InvalidProcedureCall;
-}
-
-void TestMail::mailFailures()
-{
-    QFETCH(CollectionPtr, user);
-    QFETCH(bool, serverDown);
-    QFETCH(long, errorNumber);
-
-    const int port = serverDown ? deadPort() : mServer->port();
-    configure({{QStringLiteral("smtpport"), QString::number(port)}});
-    ZephrinFunctions::SetServiceAccount(QStringLiteral("migration"),
-                                        QStringLiteral("migration@example.com"), mServer->host());
-    long number = 0;
-    QString description;
-    QVERIFY(!ZephrinFunctions::MailUser(
-        user, makeTemplate(QStringLiteral("S"), QStringLiteral("<LoginID>")), LinkBase, number,
-        description));
-    QCOMPARE(number, errorNumber);
-    QVERIFY(!description.isEmpty());
-    QCOMPARE(mServer->messages().size(), 0);
-}
-
-void TestMail::pickupFolder()
-{
-    QVERIFY(QDir(mDir->path()).mkdir(QStringLiteral("pickup")));
-    configure({{QStringLiteral("transport"), QStringLiteral("pickup")},
-               {QStringLiteral("pickupfolder"), QStringLiteral("pickup")}});
-    ZephrinFunctions::SetServiceAccount(QStringLiteral("migration"),
-                                        QStringLiteral("migration@example.com"),
-                                        QStringLiteral("mail01"));
-    QVERIFY(ZephrinFunctions::TestServiceAccount());
-    QCOMPARE(GlobalVariables::gvLogonHandle.toString(),
-             QStringLiteral("pickup:") + QDir(mDir->filePath(QStringLiteral("pickup"))).path());
-
-    const QStringList addresses{QStringLiteral("a@example.com"), QStringLiteral("b@example.com")};
-    for (const QString& address : addresses) {
-        long number = 0;
-        QString description;
-        QVERIFY2(ZephrinFunctions::MailUser(
-                     makeUser(QStringLiteral("u"), QString(), QStringLiteral("pw1234"),
-                              QStringLiteral("F"), QStringLiteral("L"), address),
-                     makeTemplate(QStringLiteral("Hello <FirstName>"),
-                                  QStringLiteral("Password: <Password>\nBye")),
-                     LinkBase, number, description),
-                 qPrintable(description));
-    }
-    QDir pickup(mDir->filePath(QStringLiteral("pickup")));
-    const QStringList files = pickup.entryList(QDir::Files | QDir::Hidden);
-    QCOMPARE(files.size(), 2);
-    QStringList recipients;
-    for (const QString& name : files) {
-        QVERIFY(name.endsWith(QStringLiteral(".eml")));
-        QFile file(pickup.filePath(name));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray text = file.readAll();
-        QVERIFY(text.contains("\r\nSubject: Hello <FirstName>\r\n"));
-        QVERIFY(text.startsWith("Date: 05 Mar 2024 14:07:09 +0000\r\nFrom: "
-                                "migration@example.com\r\nTo: "));
-        QVERIFY(text.contains("\r\n\r\nPassword: pw1234\r\nBye\r\n"));
-        QVERIFY(!QByteArray(text).replace("\r\n", "").contains('\n'));
-        const int to = text.indexOf("To: ") + 4;
-        recipients << QString::fromUtf8(text.mid(to, text.indexOf('\r', to) - to));
-    }
-    recipients.sort();
-    QCOMPARE(recipients, addresses);
-
-    // Without the folder the logon test fails and nothing escapes.
-    QVERIFY(pickup.removeRecursively());
-    QVERIFY(!ZephrinFunctions::TestServiceAccount());
-}
-
-void TestMail::logonTest_data()
-{
-    QTest::addColumn<QString>("server");
-    QTest::addColumn<QString>("alias");
-    QTest::addColumn<QString>("email");
-    QTest::addColumn<bool>("passes");
-
-    const QString live = QStringLiteral("127.0.0.1");
-    const QString mail = QStringLiteral("svc@example.com");
-    QTest::newRow("server answers") << live << QStringLiteral("svc") << mail << true;
-    QTest::newRow("nothing listens")
-        << QStringLiteral("127.0.0.1:%1").arg(deadPort()) << QStringLiteral("svc") << mail << false;
-    QTest::newRow("empty server") << QString() << QStringLiteral("svc") << mail << false;
-    QTest::newRow("empty alias") << live << QString() << mail << false;
-    QTest::newRow("no address") << live << QStringLiteral("svc") << QStringLiteral("svc") << false;
-}
-
-void TestMail::logonTest()
-{
-    QFETCH(QString, server);
-    QFETCH(QString, alias);
-    QFETCH(QString, email);
-    QFETCH(bool, passes);
-
-    configure({{QStringLiteral("smtpport"), QString::number(mServer->port())}});
-    GlobalVariables::gvLogonHandle = QStringLiteral("earlier");
-    ZephrinFunctions::SetServiceAccount(alias, email, server);
-    QCOMPARE(GlobalVariables::gsServiceAccount,
-             server + QLatin1Char(';') + alias + QLatin1Char(';') + email);
-    QCOMPARE(ZephrinFunctions::TestServiceAccount(), passes);
-    QCOMPARE(GlobalVariables::gvLogonHandle.toString(),
-             passes ? QStringLiteral("smtp://127.0.0.1:%1").arg(mServer->port())
-                    : QStringLiteral("earlier"));
-    // A failed test leaves the entered values in force.
-    QCOMPARE(GlobalVariables::gsServiceAccount,
-             server + QLatin1Char(';') + alias + QLatin1Char(';') + email);
-}
-
-void TestMail::findServiceAccount_data()
-{
-    QTest::addColumn<QString>("stored");
-    QTest::addColumn<QString>("accountName");
-    QTest::addColumn<bool>("smtpHostSet");
-    QTest::addColumn<QStringList>("servers");
-    QTest::addColumn<bool>("found");
-    QTest::addColumn<QString>("account");
-
-    const QString dead = QStringLiteral("127.0.0.1:%1").arg(deadPort());
-    const QString live = QStringLiteral("127.0.0.1");
-    QTest::newRow("stored account answers")
-        << live + QStringLiteral(";svc;svc@example.com") << QString() << false << QStringList()
-        << true << live + QStringLiteral(";svc;svc@example.com");
-    QTest::newRow("stored account dead, found by name")
-        << dead + QStringLiteral(";svc;svc@example.com") << QStringLiteral("mailer@example.com")
-        << true << QStringList() << true << live + QStringLiteral(";mailer;mailer@example.com");
-    QTest::newRow("found on the second server")
-        << QString() << QStringLiteral("mailer@example.com") << false << QStringList{dead, live}
-        << true << live + QStringLiteral(";mailer;mailer@example.com");
-    QTest::newRow("nothing answers")
-        << dead + QStringLiteral(";svc;svc@example.com") << QStringLiteral("mailer@example.com")
-        << false << QStringList{dead} << false << QStringLiteral("previous");
-    QTest::newRow("nothing to try")
-        << QString() << QString() << true << QStringList() << false << QStringLiteral("previous");
-}
-
-void TestMail::findServiceAccount()
-{
-    QFETCH(QString, stored);
-    QFETCH(QString, accountName);
-    QFETCH(bool, smtpHostSet);
-    QFETCH(QStringList, servers);
-    QFETCH(bool, found);
-    QFETCH(QString, account);
-
-    QMap<QString, QString> mail{{QStringLiteral("smtpport"), QString::number(mServer->port())}};
-    if (smtpHostSet) {
-        mail.insert(QStringLiteral("smtphost"), mServer->host());
-    }
-    configure(mail);
-    const QString cs = directory(stored, accountName);
-    auto exchangeServers = Collection::create();
-    for (const QString& server : servers) {
-        exchangeServers->add(server);
-    }
-    GlobalVariables::gsServiceAccount = QStringLiteral("previous");
-
-    QCOMPARE(ZephrinFunctions::FindServiceAccount(cs, exchangeServers), found);
-    QCOMPARE(GlobalVariables::gsServiceAccount, account);
-    if (found) {
-        QCOMPARE(GlobalVariables::gvLogonHandle.toString(),
-                 QStringLiteral("smtp://127.0.0.1:%1").arg(mServer->port()));
-    }
-}
-
-void TestMail::searchOrder_data()
-{
-    QTest::addColumn<QString>("stored");
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("servers");
-    QTest::addColumn<QStringList>("passing");
-    QTest::addColumn<bool>("throwOnLogon");
-    QTest::addColumn<bool>("found");
-    QTest::addColumn<QStringList>("calls");
-
-    const QString stored = QStringLiteral("s0;svc;svc@x.com");
-    const QString name = QStringLiteral("m@x.com");
-    QTest::newRow("stored account first")
-        << stored << name << QStringList{QStringLiteral("s1")} << QStringList{stored} << false
-        << true
-        << QStringList{QStringLiteral("GetStoredAccount"), QStringLiteral("TestLogon ") + stored};
-    QTest::newRow("then the account of the name")
-        << stored << name << QStringList{QStringLiteral("s1")}
-        << QStringList{QStringLiteral("named;m@x.com")} << false << true
-        << QStringList{QStringLiteral("GetStoredAccount"), QStringLiteral("TestLogon ") + stored,
-                       QStringLiteral("GetAccountName"),
-                       QStringLiteral("GetAccountForName m@x.com"),
-                       QStringLiteral("TestLogon named;m@x.com")};
-    QTest::newRow("then the servers in order")
-        << QString() << name
-        << QStringList{QStringLiteral("s1"), QStringLiteral("unknown"), QStringLiteral("s2"),
-                       QStringLiteral("s3")}
-        << QStringList{QStringLiteral("s2;m@x.com"), QStringLiteral("s3;m@x.com")} << false << true
-        << QStringList{QStringLiteral("GetStoredAccount"),
-                       QStringLiteral("GetAccountName"),
-                       QStringLiteral("GetAccountForName m@x.com"),
-                       QStringLiteral("TestLogon named;m@x.com"),
-                       QStringLiteral("GetAccountForServer s1"),
-                       QStringLiteral("TestLogon s1;m@x.com"),
-                       QStringLiteral("GetAccountForServer unknown"),
-                       QStringLiteral("GetAccountForServer s2"),
-                       QStringLiteral("TestLogon s2;m@x.com")};
-    QTest::newRow("empty stored account, no name, no servers")
-        << QString() << QString() << QStringList() << QStringList() << false << false
-        << QStringList{QStringLiteral("GetStoredAccount"), QStringLiteral("GetAccountName"),
-                       QStringLiteral("GetAccountForName ")};
-    QTest::newRow("a logon test that fails badly")
-        << stored << name << QStringList{QStringLiteral("s1")} << QStringList{stored} << true
-        << false
-        << QStringList{QStringLiteral("GetStoredAccount"), QStringLiteral("TestLogon ") + stored};
-}
-
-void TestMail::searchOrder()
-{
-    QFETCH(QString, stored);
-    QFETCH(QString, name);
-    QFETCH(QStringList, servers);
-    QFETCH(QStringList, passing);
-    QFETCH(bool, throwOnLogon);
-    QFETCH(bool, found);
-    QFETCH(QStringList, calls);
-
-    RecordingState state{stored, name, passing, throwOnLogon, {}};
-    Components::setFactory(std::make_shared<RecordingFactory>(state));
-    auto exchangeServers = Collection::create();
-    for (const QString& server : servers) {
-        exchangeServers->add(server);
-    }
-    GlobalVariables::gsServiceAccount = QStringLiteral("previous");
-
-    QCOMPARE(ZephrinFunctions::FindServiceAccount(QStringLiteral("cs"), exchangeServers), found);
-    QCOMPARE(state.calls, calls);
-    const QString account =
-        found ? calls.last().mid(QStringLiteral("TestLogon ").size()) : QStringLiteral("previous");
-    QCOMPARE(GlobalVariables::gsServiceAccount, account);
-    if (found) {
-        QCOMPARE(GlobalVariables::gvLogonHandle.toString(), QStringLiteral("handle of ") + account);
-    }
-
-    // No mail component at all is a search that finds nothing.
-    Components::setFactory(nullptr);
-    QVERIFY(!ZephrinFunctions::FindServiceAccount(QStringLiteral("cs"), exchangeServers));
-}
 
 QTEST_GUILESS_MAIN(TestMail)
 #include "tst_mail.moc"

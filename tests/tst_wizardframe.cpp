@@ -1,7 +1,6 @@
 #include "directory/ComponentFactory.h"
 #include "directory/ConfigurationComponent.h"
 #include "frame/Clock.h"
-#include "frame/CommonFunctions.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
@@ -12,7 +11,6 @@
 #include "target/TargetComponentFactory.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -25,6 +23,8 @@
 #include <QTimer>
 #include <functional>
 #include <memory>
+
+using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
@@ -39,32 +39,31 @@ class RecordingPage : public WizardPage
 public:
     static inline bool failRestore = false;
 
-    RecordingPage() : WizardPage(QStringLiteral("SelectVarnel"), QStringLiteral("Source"))
+    RecordingPage() : WizardPage(u"SelectVarnel"_s, u"Source"_s)
     {
         createNavigationButtons(PreviousButton | NextButton | CancelButton);
     }
     void LoadStateNext() override
     {
-        events << QStringLiteral("SelectVarnel LoadStateNext");
+        events << u"SelectVarnel LoadStateNext"_s;
         if (failRestore) {
-            throw MigrationError(ErrorNumber::InvalidProcedureCall, QStringLiteral("broken state"));
+            throw MigrationError(ErrorNumber::InvalidProcedureCall, u"broken state"_s);
         }
     }
-    void LoadStatePrev() override { events << QStringLiteral("SelectVarnel LoadStatePrev"); }
-    void goBack()
-    {
-        handOverTo<Introduction>(QStringLiteral("Introduction"), Restore::None,
-                                 [](Introduction& page) { page.setBackedTo(true); });
-    }
+    void LoadStatePrev() override { events << u"SelectVarnel LoadStatePrev"_s; }
 
 protected:
-    void Form_Load() override { events << QStringLiteral("SelectVarnel Form_Load"); }
+    void Form_Load() override { events << u"SelectVarnel Form_Load"_s; }
     void showEvent(QShowEvent* event) override
     {
-        events << QStringLiteral("SelectVarnel shown");
+        events << u"SelectVarnel shown"_s;
         WizardPage::showEvent(event);
     }
-    void PreviousBtn_Click() override { goBack(); }
+    void PreviousBtn_Click() override
+    {
+        handOverTo<Introduction>(u"Introduction"_s, Restore::None,
+                                 [](Introduction& page) { page.setBackedTo(true); });
+    }
 };
 
 // Records when a watched page is hidden and deleted.
@@ -77,15 +76,14 @@ void watch(QWidget* page)
         bool eventFilter(QObject* watched, QEvent* event) override
         {
             if (event->type() == QEvent::Hide) {
-                events << watched->objectName() + QStringLiteral(" hidden");
+                events << watched->objectName() + u" hidden"_s;
             }
             return false;
         }
     };
     page->installEventFilter(new HideWatcher(page));
     const QString name = page->objectName();
-    QObject::connect(page, &QObject::destroyed,
-                     [name] { events << name + QStringLiteral(" deleted"); });
+    QObject::connect(page, &QObject::destroyed, [name] { events << name + u" deleted"_s; });
 }
 
 class DeniedFactory : public ComponentFactory
@@ -93,7 +91,7 @@ class DeniedFactory : public ComponentFactory
 public:
     std::unique_ptr<ConfigurationComponent> CreateConfiguration() override
     {
-        throw MigrationError(ErrorNumber::PermissionDenied, QStringLiteral("Permission denied"));
+        throw MigrationError(ErrorNumber::PermissionDenied, u"Permission denied"_s);
     }
 };
 
@@ -102,10 +100,17 @@ void processDeletions()
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
 
-const QString accessDeniedText = QStringLiteral(
-    "The account under which you are running this program is not permitted to create "
-    "components necessary to the migration tool. Please run the migration tool as the same "
-    "user that is running the IIS application.");
+// The visible top-level pages of a kind.
+template <typename Page> QList<Page*> visiblePages()
+{
+    QList<Page*> pages;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* page = qobject_cast<Page*>(widget); page && page->isVisible()) {
+            pages << page;
+        }
+    }
+    return pages;
+}
 
 } // namespace
 
@@ -113,393 +118,323 @@ class TestWizardFrame : public QObject
 {
     Q_OBJECT
 private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
-    void introductionPage_data();
-    void introductionPage();
-    void handOverOrder_data();
-    void handOverOrder();
-    void returningStartsASecondLog();
-    void nextWithoutSourcePageStays();
-    void failedRestoreKeepsThePage();
-    void cancelClosesOnlyItsPage();
-    void helpWindowIsReused();
-    void startupOptions_data();
-    void startupOptions();
-    void programRejectsUnknownOption();
+    void init()
+    {
+        mFolder = std::make_unique<QTemporaryDir>();
+        QVERIFY(mFolder->isValid());
+        GlobalVariables::gsProgramFolder = mFolder->path();
+        mPrompter = std::make_shared<ScriptedPrompter>();
+        AppPrompter::setPrompter(mPrompter);
+        mClock = std::make_shared<ManualClock>(QDateTime(QDate(2003, 12, 4), QTime(15, 30, 12)));
+        AppClock::setClock(mClock);
+        Components::setFactory(
+            std::make_shared<TargetComponentFactory>(mFolder->filePath(u"zephrin.ini"_s)));
+        Pages::registerAllPages();
+        Pages::registerPage(u"SelectVarnel"_s, [] { return new RecordingPage; });
+        RecordingPage::failRestore = false;
+        events.clear();
+    }
+
+    void cleanup()
+    {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            if (qobject_cast<WizardPage*>(widget) != nullptr) {
+                delete widget;
+            }
+        }
+        processDeletions();
+        AppPrompter::setPrompter(nullptr);
+        AppClock::setClock(nullptr);
+        Components::setFactory(nullptr);
+        mFolder.reset();
+    }
+
+    void introductionPage_data()
+    {
+        QTest::addColumn<QString>("configuration");
+        QTest::addColumn<QString>("productName");
+        QTest::newRow("product name from the configuration")
+            << u"[global]\nproductname=Zephrin 5.0\n"_s << u"Zephrin 5.0"_s;
+        QTest::newRow("a name with a comma, beside other sections")
+            << u"; installed by setup\n[directory]\nconnectionstring=Data Source=db,1433\n"
+               "[Global]\nProductName = \"Zephrin, Inc. 5.0\"\n"_s
+            << u"Zephrin, Inc. 5.0"_s;
+        QTest::newRow("no configuration file") << QString() << u"4.5"_s;
+        QTest::newRow("creating the component not permitted") << u"<denied>"_s << u"4.5"_s;
+    }
+
+    void introductionPage()
+    {
+        QFETCH(QString, configuration);
+        QFETCH(QString, productName);
+        const bool denied = configuration == "<denied>"_L1;
+        if (denied) {
+            Components::setFactory(std::make_shared<DeniedFactory>());
+        } else if (!configuration.isEmpty()) {
+            QFile ini(mFolder->filePath(u"zephrin.ini"_s));
+            QVERIFY(ini.open(QIODevice::WriteOnly));
+            ini.write(configuration.toUtf8());
+        }
+
+        Introduction* page = openIntroduction();
+        QVERIFY(page != nullptr);
+        QCOMPARE(page->windowTitle(), u"Introduction"_s);
+        QCOMPARE(page->objectName(), u"Introduction"_s);
+        QCOMPARE(GlobalVariables::gsImportApp + '|' + GlobalVariables::gsExportApp,
+                 productName + u"|3.1x"_s);
+        QCOMPARE(page->findChild<QLabel*>(u"IntroductionText"_s), page->IntroductionText);
+        QCOMPARE(page->IntroductionText->text(),
+                 u"This tool migrates users and Device Provisioning profiles to an "_s +
+                     productName + u" Directory database from a 3.1x database."_s);
+        QCOMPARE(page->NextBtn->text() + '|' + page->CancelBtn->text(), u"Next >>|Cancel"_s);
+        QVERIFY(page->PreviousBtn == nullptr && !page->findChild<QPushButton*>(u"PreviousBtn"_s));
+        QVERIFY(!page->mbBackedTo);
+
+        QCOMPARE(mPrompter->asked.size(), denied ? 1 : 0);
+        if (denied) {
+            QCOMPARE(mPrompter->asked[0].text,
+                     u"The account under which you are running this program is not permitted to "
+                     "create components necessary to the migration tool. Please run the migration "
+                     "tool as the same user that is running the IIS application."_s);
+            QCOMPARE(mPrompter->asked[0].title, u"Access Denied"_s);
+            QCOMPARE(mPrompter->asked[0].icon, Prompter::Icon::Critical);
+        }
+        QCOMPARE(GlobalVariables::gsLogFileName, u"MigrationLog20031204153012.log"_s);
+        QCOMPARE(logBytes(GlobalVariables::gsLogFileName),
+                 "Introduction Launched2003-12-04 15:30:12\r\n\r\n<EXAPP>=3.1x\r\n\r\n<IMAPP>=" +
+                     productName.toLatin1() + "\r\n\r\n");
+    }
+
+    void handOverOrder_data()
+    {
+        QTest::addColumn<bool>("backedTo");
+        QTest::addColumn<QStringList>("expected");
+        const QStringList after = {"SelectVarnel shown", "Introduction hidden",
+                                   "Introduction deleted"};
+        QTest::newRow("first visit: no restore")
+            << false << QStringList{"SelectVarnel Form_Load"} + after;
+        QTest::newRow("back from the source page: restored before shown")
+            << true << QStringList{"SelectVarnel Form_Load", "SelectVarnel LoadStateNext"} + after;
+    }
+
+    void handOverOrder()
+    {
+        QFETCH(bool, backedTo);
+        QPointer<Introduction> page = openIntroduction();
+        QVERIFY(page);
+        page->setBackedTo(backedTo);
+        watch(page);
+        QTest::mouseClick(page->NextBtn, Qt::LeftButton);
+        processDeletions();
+        QTEST(events, "expected");
+        QVERIFY(page.isNull());
+        QCOMPARE(visiblePages<QWidget>().size(), 1);
+        QCOMPARE(visiblePages<RecordingPage>().size(), 1);
+    }
+
+    // Previous from the source page loads a new introduction page: a new log file
+    // with the new time, the first file left as it was, and Next restores the source page.
+    void returningStartsASecondLog()
+    {
+        QPointer<Introduction> first = openIntroduction();
+        QVERIFY(first);
+        const QString firstLog = GlobalVariables::gsLogFileName;
+        const QByteArray firstBytes = logBytes(firstLog);
+        QTest::mouseClick(first->NextBtn, Qt::LeftButton);
+        processDeletions();
+        QCOMPARE(visiblePages<RecordingPage>().size(), 1);
+        QPointer<RecordingPage> sourcePage = visiblePages<RecordingPage>().first();
+
+        mClock->advanceSeconds(75);
+        QTest::mouseClick(sourcePage->PreviousBtn, Qt::LeftButton);
+        processDeletions();
+        QVERIFY(sourcePage.isNull());
+        QCOMPARE(visiblePages<Introduction>().size(), 1);
+        Introduction* second = visiblePages<Introduction>().first();
+        QVERIFY(second->mbBackedTo);
+        QCOMPARE(GlobalVariables::gsLogFileName, u"MigrationLog20031204153127.log"_s);
+        QCOMPARE(logBytes(GlobalVariables::gsLogFileName),
+                 QByteArray("Introduction Launched2003-12-04 15:31:27\r\n\r\n<EXAPP>=3.1x\r\n\r\n"
+                            "<IMAPP>=4.5\r\n\r\n"));
+        QCOMPARE(logBytes(firstLog), firstBytes);
+
+        events.clear();
+        QTest::mouseClick(second->NextBtn, Qt::LeftButton);
+        QVERIFY(events.contains(u"SelectVarnel LoadStateNext"_s));
+    }
+
+    void failedHandOverKeepsThePage_data()
+    {
+        QTest::addColumn<bool>("unregistered");
+        QTest::addColumn<QString>("message"); // what the one message names
+        QTest::newRow("no source page") << true << u"SelectVarnel"_s;
+        QTest::newRow("restoring the source page fails") << false << u"broken state"_s;
+    }
+
+    void failedHandOverKeepsThePage()
+    {
+        QFETCH(bool, unregistered);
+        QFETCH(QString, message);
+        if (unregistered) {
+            Pages::unregisterPage(u"SelectVarnel"_s);
+        }
+        RecordingPage::failRestore = true;
+        QPointer<Introduction> page = openIntroduction();
+        QVERIFY(page);
+        page->setBackedTo(true);
+        QTest::mouseClick(page->NextBtn, Qt::LeftButton);
+        processDeletions();
+        QVERIFY(page && page->isVisible());
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            QVERIFY(qobject_cast<RecordingPage*>(widget) == nullptr);
+        }
+        QCOMPARE(mPrompter->asked.size(), 1);
+        QVERIFY2(mPrompter->asked[0].text.contains(message), qPrintable(mPrompter->asked[0].text));
+        QVERIFY(logBytes(GlobalVariables::gsLogFileName).contains(message.toLatin1()));
+    }
+
+    // Cancel unloads its own page and nothing else, writes nothing to the log, and
+    // the program ends only with its last window.
+    void cancelClosesOnlyItsPage()
+    {
+        QPointer<Introduction> intro = openIntroduction();
+        QVERIFY(intro);
+        QPointer<WizardPage> other = Pages::create(u"SelectVarnel"_s);
+        QVERIFY(other);
+        other->show();
+        const QByteArray before = logBytes(GlobalVariables::gsLogFileName);
+
+        bool otherGone = false;
+        bool introStayed = false;
+        const int exitCode = runProgram([&] {
+            QTest::mouseClick(other->CancelBtn, Qt::LeftButton);
+            processDeletions();
+            otherGone = other.isNull();
+            introStayed = !intro.isNull() && intro->isVisible();
+            if (intro) {
+                QTest::mouseClick(intro->CancelBtn, Qt::LeftButton);
+            }
+        });
+        QVERIFY(otherGone && introStayed);
+        QCOMPARE(exitCode, 0);
+        processDeletions();
+        QVERIFY(intro.isNull());
+        QCOMPARE(logBytes(GlobalVariables::gsLogFileName), before);
+        QCOMPARE(mPrompter->asked.size(), 0);
+    }
+
+    void helpWindowIsReused()
+    {
+        QPointer<Introduction> intro = openIntroduction();
+        QVERIFY(intro);
+        GlobalVariables::gsImportApp = u"Zephrin 5.0"_s;
+
+        QStringList shown;
+        QList<HelpForm*> windows;
+        const auto pressOk = [&] {
+            HelpForm* form = HelpForm::loaded();
+            QVERIFY(form != nullptr && form->isVisible() && form->isModal());
+            windows << form;
+            shown << form->HelpText->toPlainText();
+            QCOMPARE(form->windowTitle() + '|' + form->HelpTextLbl->text() + '|' +
+                         form->OKBtn->text(),
+                     u"Help|Help Text:|OK"_s);
+            QCOMPARE(form->findChild<QPlainTextEdit*>(u"HelpText"_s), form->HelpText);
+            QTest::mouseClick(form->OKBtn, Qt::LeftButton);
+        };
+        QTimer::singleShot(0, this, pressOk);
+        HelpForm::showHelp(u"Select the <EXAPP> database.\r\n\r\n1) <IMAPP>"_s);
+        QVERIFY(!HelpForm::loaded()->isVisible());
+        QTimer::singleShot(0, this, pressOk);
+        HelpForm::showHelp(u"Second <imapp>"_s);
+
+        QCOMPARE(shown,
+                 QStringList({"Select the 3.1x database.\n\n1) Zephrin 5.0", "Second <imapp>"}));
+        QCOMPARE(windows.size(), 2);
+        QCOMPARE(windows[0], windows[1]);
+        // The hidden help window does not keep the program running.
+        QCOMPARE(runProgram([&] { QTest::mouseClick(intro->CancelBtn, Qt::LeftButton); }), 0);
+        QCOMPARE(HelpForm::loaded(), windows[0]);
+    }
+
+    void startupOptions_data()
+    {
+        QTest::addColumn<QStringList>("arguments"); // after the program name
+        QTest::addColumn<QString>("result");        // config path, "help" or "error"
+        QTest::newRow("nothing") << QStringList() << QString();
+        QTest::newRow("config, separate value") << QStringList{"--config", "/z.ini"} << u"/z.ini"_s;
+        QTest::newRow("config with =") << QStringList{"--config=/tmp/a b.ini"} << u"/tmp/a b.ini"_s;
+        QTest::newRow("config without a file") << QStringList{"--config"} << u"error"_s;
+        QTest::newRow("unknown option") << QStringList{"--bogus"} << u"error"_s;
+        QTest::newRow("stray argument") << QStringList{"stray"} << u"error"_s;
+        QTest::newRow("help") << QStringList{"--help"} << u"help"_s;
+    }
+
+    void startupOptions()
+    {
+        QFETCH(QStringList, arguments);
+        const StartupOptions options =
+            StartupOptions::parse(QStringList{u"varnel-migrate"_s} + arguments);
+        QTEST(options.helpRequested      ? u"help"_s
+              : !options.error.isEmpty() ? u"error"_s
+                                         : options.configPath,
+              "result");
+        QVERIFY(options.helpText.contains(u"--config"_s));
+    }
+
+    // The program refuses an unknown option with exit code 2 and prints its help.
+    void programOptions()
+    {
+        QProcess program;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        program.setProcessEnvironment(environment);
+        program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {u"--bogus"_s});
+        QVERIFY(program.waitForFinished(30000));
+        QCOMPARE(program.exitCode(), 2);
+        QVERIFY(program.readAllStandardError().contains("bogus"));
+        program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {u"--help"_s});
+        QVERIFY(program.waitForFinished(30000));
+        QCOMPARE(program.exitCode(), 0);
+        QVERIFY(program.readAllStandardOutput().contains("--config"));
+    }
 
 private:
-    QByteArray logBytes(const QString& fileName) const;
-    Introduction* openIntroduction();
+    QByteArray logBytes(const QString& fileName) const
+    {
+        QFile file(mFolder->filePath(fileName));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    }
+
+    Introduction* openIntroduction()
+    {
+        auto* page = qobject_cast<Introduction*>(Pages::create(u"Introduction"_s));
+        if (page != nullptr) {
+            page->show();
+        }
+        return page;
+    }
+
     // Runs the application's event loop as the program does, with steps run once
     // it has started; the exit code, or 99 when the program did not end by itself.
-    static int runProgram(const std::function<void()>& steps);
+    static int runProgram(const std::function<void()>& steps)
+    {
+        QTimer giveUp;
+        giveUp.setSingleShot(true);
+        QObject::connect(&giveUp, &QTimer::timeout, [] { QCoreApplication::exit(99); });
+        giveUp.start(10000);
+        QTimer::singleShot(0, qApp, steps);
+        const int exitCode = QApplication::exec();
+        giveUp.stop();
+        return exitCode;
+    }
 
     std::unique_ptr<QTemporaryDir> mFolder;
     std::shared_ptr<ScriptedPrompter> mPrompter;
     std::shared_ptr<ManualClock> mClock;
 };
-
-void TestWizardFrame::initTestCase()
-{
-    QStandardPaths::setTestModeEnabled(true);
-}
-
-void TestWizardFrame::init()
-{
-    mFolder = std::make_unique<QTemporaryDir>();
-    QVERIFY(mFolder->isValid());
-    GlobalVariables::gsProgramFolder = mFolder->path();
-    mPrompter = std::make_shared<ScriptedPrompter>();
-    AppPrompter::setPrompter(mPrompter);
-    mClock = std::make_shared<ManualClock>(QDateTime(QDate(2003, 12, 4), QTime(15, 30, 12)));
-    AppClock::setClock(mClock);
-    Components::setFactory(
-        std::make_shared<TargetComponentFactory>(mFolder->filePath(QStringLiteral("zephrin.ini"))));
-    Pages::registerAllPages();
-    Pages::registerPage(QStringLiteral("SelectVarnel"), [] { return new RecordingPage; });
-    RecordingPage::failRestore = false;
-    events.clear();
-}
-
-void TestWizardFrame::cleanup()
-{
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (qobject_cast<WizardPage*>(widget) != nullptr) {
-            delete widget;
-        }
-    }
-    processDeletions();
-    AppPrompter::setPrompter(nullptr);
-    AppClock::setClock(nullptr);
-    Components::setFactory(nullptr);
-    mFolder.reset();
-}
-
-QByteArray TestWizardFrame::logBytes(const QString& fileName) const
-{
-    QFile file(mFolder->filePath(fileName));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
-Introduction* TestWizardFrame::openIntroduction()
-{
-    auto* page = qobject_cast<Introduction*>(Pages::create(QStringLiteral("Introduction")));
-    if (page != nullptr) {
-        page->show();
-    }
-    return page;
-}
-
-int TestWizardFrame::runProgram(const std::function<void()>& steps)
-{
-    QTimer giveUp;
-    giveUp.setSingleShot(true);
-    QObject::connect(&giveUp, &QTimer::timeout, [] { QCoreApplication::exit(99); });
-    giveUp.start(10000);
-    QTimer::singleShot(0, qApp, steps);
-    const int exitCode = QApplication::exec();
-    giveUp.stop();
-    return exitCode;
-}
-
-void TestWizardFrame::introductionPage_data()
-{
-    QTest::addColumn<QString>("configuration");
-    QTest::addColumn<QString>("productName");
-    QTest::addColumn<bool>("accessDenied");
-    QTest::newRow("product name from the configuration") << "[global]\nproductname=Zephrin 5.0\n"
-                                                         << "Zephrin 5.0" << false;
-    QTest::newRow("a name with a comma, beside other sections")
-        << "; installed by setup\n[directory]\nconnectionstring=Data Source=db,1433\n"
-           "[Global]\nProductName = \"Zephrin, Inc. 5.0\"\n"
-        << "Zephrin, Inc. 5.0" << false;
-    QTest::newRow("no configuration file") << "<none>"
-                                           << "4.5" << false;
-    QTest::newRow("creating the component not permitted") << "<denied>"
-                                                          << "4.5" << true;
-}
-
-void TestWizardFrame::introductionPage()
-{
-    QFETCH(QString, configuration);
-    QFETCH(QString, productName);
-    QFETCH(bool, accessDenied);
-    if (configuration == QLatin1String("<denied>")) {
-        Components::setFactory(std::make_shared<DeniedFactory>());
-    } else if (configuration != QLatin1String("<none>")) {
-        QFile ini(mFolder->filePath(QStringLiteral("zephrin.ini")));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write(configuration.toUtf8());
-    }
-
-    Introduction* page = openIntroduction();
-    QVERIFY(page != nullptr);
-    QCOMPARE(page->windowTitle(), QStringLiteral("Introduction"));
-    QCOMPARE(page->objectName(), QStringLiteral("Introduction"));
-    QCOMPARE(GlobalVariables::gsImportApp, productName);
-    QCOMPARE(GlobalVariables::gsExportApp, QStringLiteral("3.1x"));
-    QCOMPARE(page->findChild<QLabel*>(QStringLiteral("IntroductionText")), page->IntroductionText);
-    QCOMPARE(page->IntroductionText->text(),
-             QStringLiteral("This tool migrates users and Device Provisioning profiles to an ") +
-                 productName + QStringLiteral(" Directory database from a 3.1x database."));
-    QCOMPARE(page->NextBtn->text(), QStringLiteral("Next >>"));
-    QCOMPARE(page->CancelBtn->text(), QStringLiteral("Cancel"));
-    QVERIFY(page->PreviousBtn == nullptr);
-    QVERIFY(page->findChild<QPushButton*>(QStringLiteral("PreviousBtn")) == nullptr);
-    QVERIFY(!page->mbBackedTo);
-
-    if (accessDenied) {
-        QCOMPARE(mPrompter->asked.size(), 1);
-        QCOMPARE(mPrompter->asked[0].text, accessDeniedText);
-        QCOMPARE(mPrompter->asked[0].title, QStringLiteral("Access Denied"));
-        QCOMPARE(mPrompter->asked[0].icon, Prompter::Icon::Critical);
-    } else {
-        QCOMPARE(mPrompter->asked.size(), 0);
-    }
-
-    QCOMPARE(GlobalVariables::gsLogFileName, QStringLiteral("MigrationLog20031204153012.log"));
-    QCOMPARE(logBytes(GlobalVariables::gsLogFileName),
-             QByteArray("Introduction Launched2003-12-04 15:30:12\r\n\r\n"
-                        "<EXAPP>=3.1x\r\n\r\n"
-                        "<IMAPP>=") +
-                 productName.toLatin1() + QByteArray("\r\n\r\n"));
-}
-
-void TestWizardFrame::handOverOrder_data()
-{
-    QTest::addColumn<bool>("backedTo");
-    QTest::addColumn<QStringList>("expected");
-    QTest::newRow("first visit: no restore")
-        << false
-        << QStringList({"SelectVarnel Form_Load", "SelectVarnel shown", "Introduction hidden",
-                        "Introduction deleted"});
-    QTest::newRow("back from the source page: restored before shown")
-        << true
-        << QStringList({"SelectVarnel Form_Load", "SelectVarnel LoadStateNext",
-                        "SelectVarnel shown", "Introduction hidden", "Introduction deleted"});
-}
-
-void TestWizardFrame::handOverOrder()
-{
-    QFETCH(bool, backedTo);
-    QFETCH(QStringList, expected);
-    QPointer<Introduction> page = openIntroduction();
-    QVERIFY(page);
-    page->setBackedTo(backedTo);
-    watch(page);
-
-    QTest::mouseClick(page->NextBtn, Qt::LeftButton);
-    processDeletions();
-
-    QCOMPARE(events, expected);
-    QVERIFY(page.isNull());
-    int visiblePages = 0;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (widget->isVisible()) {
-            ++visiblePages;
-            QCOMPARE(widget->objectName(), QStringLiteral("SelectVarnel"));
-        }
-    }
-    QCOMPARE(visiblePages, 1);
-}
-
-// Previous from the source page loads a new introduction page: a new log file
-// with the new time, the first file left as it was, and Next restores the source page.
-void TestWizardFrame::returningStartsASecondLog()
-{
-    QPointer<Introduction> first = openIntroduction();
-    QVERIFY(first);
-    const QString firstLog = GlobalVariables::gsLogFileName;
-    const QByteArray firstBytes = logBytes(firstLog);
-    QTest::mouseClick(first->NextBtn, Qt::LeftButton);
-    processDeletions();
-    QPointer<RecordingPage> sourcePage;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* page = qobject_cast<RecordingPage*>(widget); page && page->isVisible()) {
-            sourcePage = page;
-        }
-    }
-    QVERIFY(sourcePage);
-
-    mClock->advanceSeconds(75);
-    QTest::mouseClick(sourcePage->PreviousBtn, Qt::LeftButton);
-    processDeletions();
-    QVERIFY(sourcePage.isNull());
-
-    QPointer<Introduction> second;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* page = qobject_cast<Introduction*>(widget); page && page->isVisible()) {
-            second = page;
-        }
-    }
-    QVERIFY(second);
-    QVERIFY(second->mbBackedTo);
-    QCOMPARE(GlobalVariables::gsLogFileName, QStringLiteral("MigrationLog20031204153127.log"));
-    QCOMPARE(logBytes(GlobalVariables::gsLogFileName),
-             QByteArray("Introduction Launched2003-12-04 15:31:27\r\n\r\n"
-                        "<EXAPP>=3.1x\r\n\r\n"
-                        "<IMAPP>=4.5\r\n\r\n"));
-    QCOMPARE(logBytes(firstLog), firstBytes);
-
-    events.clear();
-    QTest::mouseClick(second->NextBtn, Qt::LeftButton);
-    QVERIFY(events.contains(QStringLiteral("SelectVarnel LoadStateNext")));
-}
-
-void TestWizardFrame::nextWithoutSourcePageStays()
-{
-    Pages::unregisterPage(QStringLiteral("SelectVarnel"));
-    QPointer<Introduction> page = openIntroduction();
-    QVERIFY(page);
-    QTest::mouseClick(page->NextBtn, Qt::LeftButton);
-    processDeletions();
-    QVERIFY(page);
-    QVERIFY(page->isVisible());
-    QCOMPARE(mPrompter->asked.size(), 1);
-    QVERIFY(mPrompter->asked[0].text.contains(QStringLiteral("SelectVarnel")));
-    QVERIFY(logBytes(GlobalVariables::gsLogFileName).contains("SelectVarnel"));
-}
-
-void TestWizardFrame::failedRestoreKeepsThePage()
-{
-    RecordingPage::failRestore = true;
-    QPointer<Introduction> page = openIntroduction();
-    QVERIFY(page);
-    page->setBackedTo(true);
-    QTest::mouseClick(page->NextBtn, Qt::LeftButton);
-    processDeletions();
-    QVERIFY(page);
-    QVERIFY(page->isVisible());
-    QVERIFY(QApplication::topLevelWidgets().size() >= 1);
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        QVERIFY(qobject_cast<RecordingPage*>(widget) == nullptr);
-    }
-    QCOMPARE(mPrompter->asked.size(), 1);
-    QVERIFY(mPrompter->asked[0].text.contains(QStringLiteral("broken state")));
-}
-
-// Cancel unloads its own page and nothing else, writes nothing to the log, and
-// the program ends only with its last window.
-void TestWizardFrame::cancelClosesOnlyItsPage()
-{
-    QPointer<Introduction> intro = openIntroduction();
-    QVERIFY(intro);
-    QPointer<WizardPage> other = Pages::create(QStringLiteral("SelectVarnel"));
-    QVERIFY(other);
-    other->show();
-    const QByteArray before = logBytes(GlobalVariables::gsLogFileName);
-
-    bool otherGone = false;
-    bool introStayed = false;
-    const int exitCode = runProgram([&] {
-        QTest::mouseClick(other->CancelBtn, Qt::LeftButton);
-        processDeletions();
-        otherGone = other.isNull();
-        introStayed = !intro.isNull() && intro->isVisible();
-        if (intro) {
-            QTest::mouseClick(intro->CancelBtn, Qt::LeftButton);
-        }
-    });
-    QVERIFY(otherGone);
-    QVERIFY(introStayed);
-    QCOMPARE(exitCode, 0);
-    processDeletions();
-    QVERIFY(intro.isNull());
-    QCOMPARE(logBytes(GlobalVariables::gsLogFileName), before);
-    QCOMPARE(mPrompter->asked.size(), 0);
-}
-
-void TestWizardFrame::helpWindowIsReused()
-{
-    QPointer<Introduction> intro = openIntroduction();
-    QVERIFY(intro);
-    GlobalVariables::gsImportApp = QStringLiteral("Zephrin 5.0");
-
-    QStringList shown;
-    QList<HelpForm*> windows;
-    const auto pressOk = [&] {
-        HelpForm* form = HelpForm::loaded();
-        QVERIFY(form != nullptr);
-        QVERIFY(form->isVisible());
-        QVERIFY(form->isModal());
-        windows << form;
-        shown << form->HelpText->toPlainText();
-        QCOMPARE(form->windowTitle(), QStringLiteral("Help"));
-        QCOMPARE(form->HelpTextLbl->text(), QStringLiteral("Help Text:"));
-        QCOMPARE(form->OKBtn->text(), QStringLiteral("OK"));
-        QCOMPARE(form->findChild<QPlainTextEdit*>(QStringLiteral("HelpText")), form->HelpText);
-        QTest::mouseClick(form->OKBtn, Qt::LeftButton);
-    };
-
-    QTimer::singleShot(0, this, pressOk);
-    HelpForm::showHelp(QStringLiteral("Select the <EXAPP> database.\r\n\r\n1) <IMAPP>"));
-    QVERIFY(!HelpForm::loaded()->isVisible());
-    QTimer::singleShot(0, this, pressOk);
-    HelpForm::showHelp(QStringLiteral("Second <imapp>"));
-
-    QCOMPARE(shown, QStringList({"Select the 3.1x database.\n\n1) Zephrin 5.0", "Second <imapp>"}));
-    QCOMPARE(windows.size(), 2);
-    QCOMPARE(windows[0], windows[1]);
-    QVERIFY(!windows[0]->isVisible());
-
-    // The hidden help window does not keep the program running.
-    QCOMPARE(runProgram([&] { QTest::mouseClick(intro->CancelBtn, Qt::LeftButton); }), 0);
-    QCOMPARE(HelpForm::loaded(), windows[0]);
-}
-
-void TestWizardFrame::startupOptions_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("configPath");
-    QTest::addColumn<bool>("help");
-    QTest::addColumn<bool>("error");
-    QTest::newRow("nothing") << QStringList({"varnel-migrate"}) << "" << false << false;
-    QTest::newRow("config with a separate value")
-        << QStringList({"varnel-migrate", "--config", "/etc/z.ini"}) << "/etc/z.ini" << false
-        << false;
-    QTest::newRow("config with =") << QStringList({"varnel-migrate", "--config=/tmp/a b.ini"})
-                                   << "/tmp/a b.ini" << false << false;
-    QTest::newRow("config without a file")
-        << QStringList({"varnel-migrate", "--config"}) << "" << false << true;
-    QTest::newRow("unknown option")
-        << QStringList({"varnel-migrate", "--bogus"}) << "" << false << true;
-    QTest::newRow("stray argument")
-        << QStringList({"varnel-migrate", "stray"}) << "" << false << true;
-    QTest::newRow("help") << QStringList({"varnel-migrate", "--help"}) << "" << true << false;
-}
-
-void TestWizardFrame::startupOptions()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, configPath);
-    QFETCH(bool, help);
-    QFETCH(bool, error);
-    const StartupOptions options = StartupOptions::parse(arguments);
-    QCOMPARE(options.configPath, configPath);
-    QCOMPARE(options.helpRequested, help);
-    QCOMPARE(!options.error.isEmpty(), error);
-    QVERIFY(options.helpText.contains(QStringLiteral("--config")));
-}
-
-void TestWizardFrame::programRejectsUnknownOption()
-{
-    QProcess program;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    program.setProcessEnvironment(environment);
-    program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {QStringLiteral("--bogus")});
-    QVERIFY(program.waitForFinished(30000));
-    QCOMPARE(program.exitCode(), 2);
-    QVERIFY(program.readAllStandardError().contains("bogus"));
-
-    program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {QStringLiteral("--help")});
-    QVERIFY(program.waitForFinished(30000));
-    QCOMPARE(program.exitCode(), 0);
-    QVERIFY(program.readAllStandardOutput().contains("--config"));
-}
 
 QTEST_MAIN(TestWizardFrame)
 #include "tst_wizardframe.moc"

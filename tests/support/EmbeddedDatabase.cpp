@@ -1,0 +1,37 @@
+#include "support/EmbeddedDatabase.h"
+
+#include "db/ConnectionString.h"
+#include "db/DbConnection.h"
+
+#include <QSqlRecord>
+
+namespace EmbeddedDatabase {
+
+QString connectionString(const QString& folder, const QString& database)
+{
+    return BuildSqlConnectionString(QStringLiteral("sqlite:") + folder, database,
+                                    QStringLiteral("sa"), QString());
+}
+
+QString make(const QString& folder, const QString& database, const QStringList& statements)
+{
+    const QString text = connectionString(folder, database);
+    DbConnection connection(text, DbConnection::Mode::CreateIfMissing);
+    for (const QString& statement : statements) {
+        connection.execute(statement);
+    }
+    return text;
+}
+
+QStringList tables(const QString& connectionString)
+{
+    DbConnection connection(connectionString);
+    QStringList names;
+    for (const QSqlRecord& row : connection.select(
+             QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name"))) {
+        names << row.value(0).toString();
+    }
+    return names;
+}
+
+} // namespace EmbeddedDatabase
