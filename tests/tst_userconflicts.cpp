@@ -125,18 +125,21 @@ private slots:
         const QList<Person> target = {{101, "Ann", "Adams", "aadams"},
                                       {102, "Bob", "Brown", "BBROWN"},
                                       {103, "Dee", "D'Arcy", "ddarcy"},
-                                      {104, "Eve", "Evans", "eve"}};
-        // Same login, in other case, with quotes in both names; no conflict for a
-        // trailing blank or another login.
-        QTest::newRow("planted") << QList<Person>{{1, "Ann", "Adams", "aadams"},
-                                                  {2, "Robert", "Brown", "bbrown"},
-                                                  {3, "Carl", "Cole", "ccole"},
-                                                  {4, "Dana", "O'Day", "ddarcy"},
-                                                  {5, "Eve", "Evans", "eve "}}
-                                 << target
-                                 << QStringList{"1/101/Ann Adams/Adams Ann/aadams",
-                                                "2/102/Robert Brown/Brown Bob/bbrown",
-                                                "4/103/Dana O'Day/D'Arcy Dee/ddarcy"};
+                                      {104, "Eve", "Evans", "eve"},
+                                      {105, "Emile", "Zola", "\u00c9mile"}};
+        // Same login, in other case (accented capitals too), with quotes in both names,
+        // or with a trailing blank, which the server's comparison ignores; an accent
+        // alone or another login is no conflict.
+        QTest::newRow("planted")
+            << QList<Person>{{1, "Ann", "Adams", "aadams"},     {2, "Robert", "Brown", "bbrown"},
+                             {3, "Carl", "Cole", "ccole"},      {4, "Dana", "O'Day", "ddarcy"},
+                             {5, "Eve", "Evans", "eve "},       {6, "Emil", "Zolan", "emile"},
+                             {7, "Emile", "Zola", "\u00e9mile"}}
+            << target
+            << QStringList{"1/101/Ann Adams/Adams Ann/aadams",
+                           "2/102/Robert Brown/Brown Bob/bbrown",
+                           "4/103/Dana O'Day/D'Arcy Dee/ddarcy", "5/104/Eve Evans/Evans Eve/eve ",
+                           u"7/105/Emile Zola/Zola Emile/\u00e9mile"_s};
         QTest::newRow("no source users") << QList<Person>{} << target << QStringList{};
         QTest::newRow("no target users")
             << QList<Person>{{1, "Ann", "Adams", "aadams"}} << QList<Person>{} << QStringList{};
@@ -197,8 +200,8 @@ private slots:
     void sortByName()
     {
         const QString cs = writeSource(mDir->path(), {});
-        const CollectionPtr input =
-            records({"Yan/Young", "Jan/de Vries", "Ann/ADAMS", "bob/Brown", "Ann/Adams"});
+        const CollectionPtr input = records(
+            {"Yan/Young", "Jan/de Vries", "Ann/ADAMS", "bob/Brown", "Ann/Adams", "Eva/\u00c5berg"});
         const CollectionPtr vries = input->collection(2);
         const CollectionPtr sorted = SortUsersByName(input, cs);
         QStringList names;
@@ -206,11 +209,12 @@ private slots:
             QCOMPARE(sorted->key(i), QString::number(i));
             names.append(sorted->collection(i)->item(u"FullName"_s).toString());
         }
-        // "de Vries" sorts among the upper-case names; equal names keep both records.
-        QCOMPARE(names, QStringList({"ADAMS, Ann", "Adams, Ann", "Brown, bob", "de Vries, Jan",
-                                     "Young, Yan"}));
+        // "de Vries" sorts among the upper-case names and an accented capital among its
+        // letter, in dictionary order; equal names keep both records.
+        QCOMPARE(names, QStringList({u"\u00c5berg, Eva"_s, "ADAMS, Ann", "Adams, Ann", "Brown, bob",
+                                     "de Vries, Jan", "Young, Yan"}));
         // The records are the input's own, now carrying "FullName".
-        QVERIFY(sorted->collection(4) == vries);
+        QVERIFY(sorted->collection(5) == vries);
         QCOMPARE(vries->item(u"FullName"_s).toString(), u"de Vries, Jan"_s);
         QCOMPARE(SortUsersByName(Collection::create(), cs)->count(), 0);
         QCOMPARE(workingTables(cs), QStringList());

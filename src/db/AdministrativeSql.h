@@ -6,9 +6,10 @@
 // The SQL of AdministrativeDBCon for both engines. Each SQL Server text is sent
 // exactly as it stands, odd blanks included; its embedded counterpart follows it and
 // gives the same rows. Text columns of the working tables compare without regard to
-// case on both engines (SQL_Latin1_General_CP1_CI_AS there, NOCASE here), and the
-// lengths of the SQL Server columns are kept as CHECK constraints, so a value that is
-// too long fails on both.
+// case on both engines (SQL_Latin1_General_CP1_CI_AS there, the CI_AS collation of
+// EmbeddedCollations here, which also ignores trailing blanks and folds accented
+// capitals), names sort in dictionary order (CI_AS_SORT), and the lengths of the SQL Server columns
+// are kept as CHECK constraints, so a value that is too long fails on both.
 namespace AdministrativeSql {
 
 // --- Database listing --------------------------------------------------------------
@@ -53,12 +54,12 @@ inline const QString CreateVarnelUsers = QStringLiteral(
 inline const QStringList CreateVarnelUsersSqlite = {
     QStringLiteral("DROP TABLE IF EXISTS MT_VarnelUsers"),
     QStringLiteral("CREATE TABLE MT_VarnelUsers (UserID INTEGER NOT NULL PRIMARY KEY, "
-                   "Name TEXT COLLATE NOCASE NOT NULL CHECK (length(Name) <= 255), "
-                   "LoginID TEXT COLLATE NOCASE NOT NULL CHECK (length(LoginID) <= 50))"),
+                   "Name TEXT COLLATE CI_AS NOT NULL CHECK (length(Name) <= 255), "
+                   "LoginID TEXT COLLATE CI_AS NOT NULL CHECK (length(LoginID) <= 50))"),
 };
 // Built once the rows are in, which is quicker than keeping it up to date row by row.
 inline const QString IndexVarnelUsersSqlite = QStringLiteral(
-    "CREATE INDEX IX_MT_VarnelUsers_LoginID ON MT_VarnelUsers (LoginID COLLATE NOCASE)");
+    "CREATE INDEX IX_MT_VarnelUsers_LoginID ON MT_VarnelUsers (LoginID COLLATE CI_AS)");
 
 inline const QString CreateZephrinUsers = QStringLiteral(
     "if exists (select * from dbo.sysobjects where id = object_id(N'[dbo].[MT_ZephrinUsers]') and "
@@ -71,12 +72,12 @@ inline const QString CreateZephrinUsers = QStringLiteral(
 inline const QStringList CreateZephrinUsersSqlite = {
     QStringLiteral("DROP TABLE IF EXISTS MT_ZephrinUsers"),
     QStringLiteral("CREATE TABLE MT_ZephrinUsers (UserID INTEGER NOT NULL PRIMARY KEY, "
-                   "Name TEXT COLLATE NOCASE NOT NULL CHECK (length(Name) <= 255), "
-                   "LoginID TEXT COLLATE NOCASE NOT NULL CHECK (length(LoginID) <= 50))"),
+                   "Name TEXT COLLATE CI_AS NOT NULL CHECK (length(Name) <= 255), "
+                   "LoginID TEXT COLLATE CI_AS NOT NULL CHECK (length(LoginID) <= 50))"),
 };
 // Built once the rows are in, which is quicker than keeping it up to date row by row.
 inline const QString IndexZephrinUsersSqlite = QStringLiteral(
-    "CREATE INDEX IX_MT_ZephrinUsers_LoginID ON MT_ZephrinUsers (LoginID COLLATE NOCASE)");
+    "CREATE INDEX IX_MT_ZephrinUsers_LoginID ON MT_ZephrinUsers (LoginID COLLATE CI_AS)");
 
 // One row each; SQL Server gets one statement per row, joined by one blank. The
 // embedded engine gets the same filled row texts as multi-row inserts of
@@ -101,7 +102,7 @@ inline const QString SelectConflicts = QStringLiteral(
 inline const QString SelectConflictsSqlite = QStringLiteral(
     "SELECT t1.UserID AS VaUserID, t2.UserID AS ZeUserID, t1.Name AS VaName, t2.Name AS ZeName, "
     "t1.LoginID AS LoginID FROM MT_VarnelUsers AS t1 JOIN MT_ZephrinUsers AS t2 "
-    "ON t1.LoginID = t2.LoginID COLLATE NOCASE ORDER BY t1.UserID, t2.UserID");
+    "ON t1.LoginID = t2.LoginID COLLATE CI_AS ORDER BY t1.UserID, t2.UserID");
 
 inline const QString DropVarnelUsers = QStringLiteral(
     "if exists (select * from dbo.sysobjects where id = object_id(N'[dbo].[MT_VarnelUsers]') and "
@@ -128,7 +129,7 @@ inline const QString CreateSortTable =
                    "PRIMARY KEY  CLUSTERED ([Index])  ON [PRIMARY]");
 inline const QStringList CreateSortTableSqlite = {
     DropSortTableSqlite,
-    QStringLiteral("CREATE TABLE MT_SortTable (UserName TEXT COLLATE NOCASE NOT NULL "
+    QStringLiteral("CREATE TABLE MT_SortTable (UserName TEXT COLLATE CI_AS_SORT NOT NULL "
                    "CHECK (length(UserName) <= 100), [Index] INTEGER NOT NULL PRIMARY KEY)"),
 };
 inline const QString InsertSortRow =
@@ -140,6 +141,6 @@ inline const QString SelectSorted =
     QStringLiteral("Select UserName,[Index] From MT_SortTable order by UserName");
 // Equal names keep their input order on the embedded engine.
 inline const QString SelectSortedSqlite = QStringLiteral(
-    "SELECT UserName, [Index] FROM MT_SortTable ORDER BY UserName COLLATE NOCASE, [Index]");
+    "SELECT UserName, [Index] FROM MT_SortTable ORDER BY UserName COLLATE CI_AS_SORT, [Index]");
 
 } // namespace AdministrativeSql

@@ -1,6 +1,7 @@
 #include "db/DbConnection.h"
 
 #include "db/ConnectionString.h"
+#include "db/EmbeddedCollations.h"
 #include "db/EngineSettings.h"
 #include "frame/MigrationError.h"
 
@@ -89,10 +90,16 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         raise(error);
     }
     if (mEmbedded) {
-        // Comparisons of text in the embedded counterparts use NOCASE explicitly;
-        // LIKE is case-insensitive there already.
-        QSqlQuery pragma(mDatabase);
-        pragma.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
+        try {
+            QSqlQuery pragma(mDatabase);
+            pragma.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
+            EmbeddedCollations::Register(mDatabase);
+        } catch (...) {
+            mDatabase.close();
+            mDatabase = QSqlDatabase();
+            QSqlDatabase::removeDatabase(mName);
+            throw;
+        }
     }
 }
 
