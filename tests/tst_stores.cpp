@@ -160,6 +160,11 @@ private slots:
             MigrationError,
             ZephrinFunctions::AddStore(u"OldMail"_s, 2, QString(), directory.connectionString()));
         QCOMPARE(directory.scalar(u"SELECT COUNT(*) FROM fwtStore"_s).toInt(), 1);
+
+        // A server named with blanks around it is found again by the same text.
+        ZephrinFunctions::AddStore(u" mail02 "_s, 2, QString(), directory.connectionString());
+        server = u" MAIL02 "_s;
+        QVERIFY(ZephrinFunctions::StoreExists(server, directory.connectionString()));
     }
 };
 

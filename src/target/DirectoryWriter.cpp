@@ -191,8 +191,10 @@ void DirectoryWriter::insertRows(const QString& insertText, int columns, const Q
 
 int DirectoryWriter::insertStore(const VariantTable& storeRecord, const VariantTable& settings)
 {
-    const QString name = text(storeRecord.at(1)).trimmed();
-    if (name.isEmpty()) {
+    // The name is kept as given, blanks and all: the wizard later looks the store up
+    // by exactly the text its users name.
+    const QString name = text(storeRecord.at(1));
+    if (name.trimmed().isEmpty()) {
         throw MigrationError(ErrorNumber::InvalidProcedureCall,
                              QStringLiteral("A store needs the name of its mail server"),
                              QStringLiteral("StoreMaintenance"));
