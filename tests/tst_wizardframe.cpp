@@ -161,6 +161,7 @@ private slots:
             << u"; installed by setup\n[directory]\nconnectionstring=Data Source=db,1433\n"
                "[Global]\nProductName = \"Zephrin, Inc. 5.0\"\n"_s
             << u"Zephrin, Inc. 5.0"_s;
+        QTest::newRow("no product named") << u"[global]\nproductname=\n"_s << u"4.5"_s;
         QTest::newRow("no configuration file") << QString() << u"4.5"_s;
         QTest::newRow("creating the component not permitted") << u"<denied>"_s << u"4.5"_s;
     }

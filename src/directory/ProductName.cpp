@@ -9,7 +9,12 @@ QString ZephrinFunctions::GetProductName()
     const QString fallback = QStringLiteral("4.5");
     try {
         const auto configuration = Components::factory().CreateConfiguration();
-        return configuration->GetSetting(QStringLiteral("global:productname"));
+        // A configuration that names no product reads as one that could not be read:
+        // every "<IMAPP>" would otherwise vanish from the texts.
+        const QString name = configuration->GetSetting(QStringLiteral("global:productname"));
+        if (!name.trimmed().isEmpty()) {
+            return name;
+        }
     } catch (const MigrationError& error) {
         if (error.number() == ErrorNumber::PermissionDenied) {
             AppPrompter::prompter().message(
