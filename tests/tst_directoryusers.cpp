@@ -102,24 +102,30 @@ private slots:
     {
         QTest::addColumn<QString>("server");
         QTest::addColumn<int>("storeID");
-        QTest::newRow("same name") << u"MAIL01"_s << 2;
-        QTest::newRow("other case") << u"exch1"_s << 1;
-        QTest::newRow("with domain") << u"mail01.corp.example.com"_s << 2;
-        QTest::newRow("unknown") << u"mail99"_s << -1;
+        QTest::addColumn<QString>("graphics");
+        QTest::addColumn<QString>("graphicsOn"); // as stored
+        QTest::newRow("same name") << u"MAIL01"_s << 2 << u"on"_s << u"1"_s;
+        QTest::newRow("other case") << u"exch1"_s << 1 << u"ON"_s << u"1"_s;
+        QTest::newRow("with domain") << u"mail01.corp.example.com"_s << 2 << u"1"_s << u"0"_s;
+        QTest::newRow("unknown") << u"mail99"_s << -1 << u"off"_s << u"0"_s;
     }
 
     void newUserRowAndServices()
     {
         QFETCH(QString, server);
         QFETCH(int, storeID);
+        QFETCH(QString, graphics);
+        QFETCH(QString, graphicsOn);
         TargetDirectory directory(twoStores());
         NewUser user;
         user.server = server;
+        user.graphics = graphics;
         QVERIFY2(user.add(directory).ok, qPrintable(user.errorDescription));
         QCOMPARE(user.loginID, u"jsmith"_s);
-        QCOMPARE(describe(directory.rows(userRowSql, {user.userID})),
-                 QStringList{"John/Smith/jsmith/pw-encoded/1033/22/yy-mm-dd/hh:mm/+31 6 1234/3/1/1/"
-                             "0/0/0/1/(null)"});
+        QCOMPARE(
+            describe(directory.rows(userRowSql, {user.userID})),
+            QStringList{u"John/Smith/jsmith/pw-encoded/1033/22/yy-mm-dd/hh:mm/+31 6 1234/3/1/"_s +
+                        graphicsOn + u"/0/0/0/1/(null)"_s});
 
         QStringList expected;
         for (const QString& service : services) {
@@ -218,27 +224,6 @@ private slots:
         QTEST(directory.scalar(u"SELECT LoginID FROM fwtUser WHERE UserID = ?"_s, {user.userID})
                   .toString(),
               "expected");
-    }
-
-    void graphicsSetting_data()
-    {
-        QTest::addColumn<QString>("graphics");
-        QTest::addColumn<int>("stored");
-        QTest::newRow("on") << u"on"_s << 1;
-        QTest::newRow("ON") << u"ON"_s << 1;
-        QTest::newRow("1") << u"1"_s << 0;
-    }
-
-    void graphicsSetting()
-    {
-        QFETCH(QString, graphics);
-        TargetDirectory directory;
-        NewUser user;
-        user.graphics = graphics;
-        QVERIFY2(user.add(directory).ok, qPrintable(user.errorDescription));
-        QTEST(directory.scalar(u"SELECT GraphicsOn FROM fwtUser WHERE UserID = ?"_s, {user.userID})
-                  .toInt(),
-              "stored");
     }
 
     // The procedures that return a flag hand back what went wrong and write nothing.

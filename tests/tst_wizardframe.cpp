@@ -7,7 +7,6 @@
 #include "pages/HelpForm.h"
 #include "pages/Introduction.h"
 #include "pages/Pages.h"
-#include "pages/StartupOptions.h"
 #include "target/TargetComponentFactory.h"
 
 #include <QApplication>
@@ -15,7 +14,6 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPointer>
-#include <QProcess>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -30,6 +28,18 @@ namespace {
 
 // What happened during a hand-over, in order.
 QStringList events;
+
+// The visible top-level pages of a kind.
+template <typename Page> QList<Page*> visiblePages()
+{
+    QList<Page*> pages;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* page = qobject_cast<Page*>(widget); page && page->isVisible()) {
+            pages << page;
+        }
+    }
+    return pages;
+}
 
 // Stands in for the source database page: records how it was opened and can go
 // back to the introduction page the way the real page does.
@@ -56,7 +66,9 @@ protected:
     void Form_Load() override { events << u"SelectVarnel Form_Load"_s; }
     void showEvent(QShowEvent* event) override
     {
-        events << u"SelectVarnel shown"_s;
+        // The page it replaces goes only once this one is on screen.
+        events << u"SelectVarnel shown, introduction visible: %1"_s.arg(
+            !visiblePages<Introduction>().isEmpty());
         WizardPage::showEvent(event);
     }
     void PreviousBtn_Click() override
@@ -66,24 +78,10 @@ protected:
     }
 };
 
-// Records when a watched page is hidden and deleted.
+// Records when a page is deleted.
 void watch(QWidget* page)
 {
-    class HideWatcher : public QObject
-    {
-    public:
-        using QObject::QObject;
-        bool eventFilter(QObject* watched, QEvent* event) override
-        {
-            if (event->type() == QEvent::Hide) {
-                events << watched->objectName() + u" hidden"_s;
-            }
-            return false;
-        }
-    };
-    page->installEventFilter(new HideWatcher(page));
-    const QString name = page->objectName();
-    QObject::connect(page, &QObject::destroyed, [name] { events << name + u" deleted"_s; });
+    QObject::connect(page, &QObject::destroyed, [] { events << u"Introduction deleted"_s; });
 }
 
 class DeniedFactory : public ComponentFactory
@@ -98,18 +96,6 @@ public:
 void processDeletions()
 {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
-// The visible top-level pages of a kind.
-template <typename Page> QList<Page*> visiblePages()
-{
-    QList<Page*> pages;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        if (auto* page = qobject_cast<Page*>(widget); page && page->isVisible()) {
-            pages << page;
-        }
-    }
-    return pages;
 }
 
 } // namespace
@@ -181,8 +167,7 @@ private slots:
 
         Introduction* page = openIntroduction();
         QVERIFY(page != nullptr);
-        QCOMPARE(page->windowTitle(), u"Introduction"_s);
-        QCOMPARE(page->objectName(), u"Introduction"_s);
+        QCOMPARE(page->windowTitle() + '|' + page->objectName(), u"Introduction|Introduction"_s);
         QCOMPARE(GlobalVariables::gsImportApp + '|' + GlobalVariables::gsExportApp,
                  productName + u"|3.1x"_s);
         QCOMPARE(page->findChild<QLabel*>(u"IntroductionText"_s), page->IntroductionText);
@@ -191,7 +176,6 @@ private slots:
                      productName + u" Directory database from a 3.1x database."_s);
         QCOMPARE(page->NextBtn->text() + '|' + page->CancelBtn->text(), u"Next >>|Cancel"_s);
         QVERIFY(page->PreviousBtn == nullptr && !page->findChild<QPushButton*>(u"PreviousBtn"_s));
-        QVERIFY(!page->mbBackedTo);
 
         QCOMPARE(mPrompter->asked.size(), denied ? 1 : 0);
         if (denied) {
@@ -208,62 +192,45 @@ private slots:
                      productName.toLatin1() + "\r\n\r\n");
     }
 
-    void handOverOrder_data()
-    {
-        QTest::addColumn<bool>("backedTo");
-        QTest::addColumn<QStringList>("expected");
-        const QStringList after = {"SelectVarnel shown", "Introduction hidden",
-                                   "Introduction deleted"};
-        QTest::newRow("first visit: no restore")
-            << false << QStringList{"SelectVarnel Form_Load"} + after;
-        QTest::newRow("back from the source page: restored before shown")
-            << true << QStringList{"SelectVarnel Form_Load", "SelectVarnel LoadStateNext"} + after;
-    }
-
-    void handOverOrder()
-    {
-        QFETCH(bool, backedTo);
-        QPointer<Introduction> page = openIntroduction();
-        QVERIFY(page);
-        page->setBackedTo(backedTo);
-        watch(page);
-        QTest::mouseClick(page->NextBtn, Qt::LeftButton);
-        processDeletions();
-        QTEST(events, "expected");
-        QVERIFY(page.isNull());
-        QCOMPARE(visiblePages<QWidget>().size(), 1);
-        QCOMPARE(visiblePages<RecordingPage>().size(), 1);
-    }
-
-    // Previous from the source page loads a new introduction page: a new log file
-    // with the new time, the first file left as it was, and Next restores the source page.
-    void returningStartsASecondLog()
+    // Next hands over to the source page, which is loaded (and restored on a return)
+    // before it is shown; only then is the introduction page hidden and deleted. Previous
+    // from the source page loads a new introduction page: a new log file with the new
+    // time, the first file left as it was.
+    void forthAndBack()
     {
         QPointer<Introduction> first = openIntroduction();
         QVERIFY(first);
         const QString firstLog = GlobalVariables::gsLogFileName;
         const QByteArray firstBytes = logBytes(firstLog);
+        const QStringList after = {"SelectVarnel shown, introduction visible: 1",
+                                   "Introduction deleted"};
+        watch(first);
         QTest::mouseClick(first->NextBtn, Qt::LeftButton);
         processDeletions();
-        QCOMPARE(visiblePages<RecordingPage>().size(), 1);
-        QPointer<RecordingPage> sourcePage = visiblePages<RecordingPage>().first();
+        QCOMPARE(events, QStringList({"SelectVarnel Form_Load"}) + after);
+        QVERIFY(first.isNull());
+        QCOMPARE(visiblePages<QWidget>().size(), 1);
+        QPointer<RecordingPage> sourcePage = visiblePages<RecordingPage>().value(0);
+        QVERIFY(sourcePage);
 
         mClock->advanceSeconds(75);
         QTest::mouseClick(sourcePage->PreviousBtn, Qt::LeftButton);
         processDeletions();
         QVERIFY(sourcePage.isNull());
-        QCOMPARE(visiblePages<Introduction>().size(), 1);
-        Introduction* second = visiblePages<Introduction>().first();
-        QVERIFY(second->mbBackedTo);
+        QCOMPARE(visiblePages<QWidget>().size(), 1);
+        QPointer<Introduction> second = visiblePages<Introduction>().value(0);
+        QVERIFY(second && second->mbBackedTo);
         QCOMPARE(GlobalVariables::gsLogFileName, u"MigrationLog20031204153127.log"_s);
-        QCOMPARE(logBytes(GlobalVariables::gsLogFileName),
-                 QByteArray("Introduction Launched2003-12-04 15:31:27\r\n\r\n<EXAPP>=3.1x\r\n\r\n"
-                            "<IMAPP>=4.5\r\n\r\n"));
+        QVERIFY(logBytes(GlobalVariables::gsLogFileName).startsWith("Introduction Launched"));
         QCOMPARE(logBytes(firstLog), firstBytes);
 
         events.clear();
+        watch(second);
         QTest::mouseClick(second->NextBtn, Qt::LeftButton);
-        QVERIFY(events.contains(u"SelectVarnel LoadStateNext"_s));
+        processDeletions();
+        QCOMPARE(events,
+                 QStringList({"SelectVarnel Form_Load", "SelectVarnel LoadStateNext"}) + after);
+        QVERIFY(second.isNull());
     }
 
     void failedHandOverKeepsThePage_data()
@@ -307,18 +274,12 @@ private slots:
         other->show();
         const QByteArray before = logBytes(GlobalVariables::gsLogFileName);
 
-        bool otherGone = false;
-        bool introStayed = false;
         const int exitCode = runProgram([&] {
             QTest::mouseClick(other->CancelBtn, Qt::LeftButton);
             processDeletions();
-            otherGone = other.isNull();
-            introStayed = !intro.isNull() && intro->isVisible();
-            if (intro) {
-                QTest::mouseClick(intro->CancelBtn, Qt::LeftButton);
-            }
+            QVERIFY(other.isNull() && intro && intro->isVisible());
+            QTest::mouseClick(intro->CancelBtn, Qt::LeftButton);
         });
-        QVERIFY(otherGone && introStayed);
         QCOMPARE(exitCode, 0);
         processDeletions();
         QVERIFY(intro.isNull());
@@ -326,80 +287,33 @@ private slots:
         QCOMPARE(mPrompter->asked.size(), 0);
     }
 
+    // One help window, shown modal with the product names put in; hidden, it does not
+    // keep the program running.
     void helpWindowIsReused()
     {
         QPointer<Introduction> intro = openIntroduction();
         QVERIFY(intro);
         GlobalVariables::gsImportApp = u"Zephrin 5.0"_s;
-
         QStringList shown;
-        QList<HelpForm*> windows;
         const auto pressOk = [&] {
             HelpForm* form = HelpForm::loaded();
             QVERIFY(form != nullptr && form->isVisible() && form->isModal());
-            windows << form;
-            shown << form->HelpText->toPlainText();
-            QCOMPARE(form->windowTitle() + '|' + form->HelpTextLbl->text() + '|' +
-                         form->OKBtn->text(),
-                     u"Help|Help Text:|OK"_s);
             QCOMPARE(form->findChild<QPlainTextEdit*>(u"HelpText"_s), form->HelpText);
+            shown << form->windowTitle() + '|' + form->HelpTextLbl->text() + '|' +
+                         form->OKBtn->text() + '|' + form->HelpText->toPlainText();
             QTest::mouseClick(form->OKBtn, Qt::LeftButton);
         };
         QTimer::singleShot(0, this, pressOk);
         HelpForm::showHelp(u"Select the <EXAPP> database.\r\n\r\n1) <IMAPP>"_s);
-        QVERIFY(!HelpForm::loaded()->isVisible());
+        HelpForm* const first = HelpForm::loaded();
+        QVERIFY(!first->isVisible());
         QTimer::singleShot(0, this, pressOk);
         HelpForm::showHelp(u"Second <imapp>"_s);
-
         QCOMPARE(shown,
-                 QStringList({"Select the 3.1x database.\n\n1) Zephrin 5.0", "Second <imapp>"}));
-        QCOMPARE(windows.size(), 2);
-        QCOMPARE(windows[0], windows[1]);
-        // The hidden help window does not keep the program running.
+                 QStringList({"Help|Help Text:|OK|Select the 3.1x database.\n\n1) Zephrin 5.0",
+                              "Help|Help Text:|OK|Second <imapp>"}));
         QCOMPARE(runProgram([&] { QTest::mouseClick(intro->CancelBtn, Qt::LeftButton); }), 0);
-        QCOMPARE(HelpForm::loaded(), windows[0]);
-    }
-
-    void startupOptions_data()
-    {
-        QTest::addColumn<QStringList>("arguments"); // after the program name
-        QTest::addColumn<QString>("result");        // config path, "help" or "error"
-        QTest::newRow("nothing") << QStringList() << QString();
-        QTest::newRow("config, separate value") << QStringList{"--config", "/z.ini"} << u"/z.ini"_s;
-        QTest::newRow("config with =") << QStringList{"--config=/tmp/a b.ini"} << u"/tmp/a b.ini"_s;
-        QTest::newRow("config without a file") << QStringList{"--config"} << u"error"_s;
-        QTest::newRow("unknown option") << QStringList{"--bogus"} << u"error"_s;
-        QTest::newRow("stray argument") << QStringList{"stray"} << u"error"_s;
-        QTest::newRow("help") << QStringList{"--help"} << u"help"_s;
-    }
-
-    void startupOptions()
-    {
-        QFETCH(QStringList, arguments);
-        const StartupOptions options =
-            StartupOptions::parse(QStringList{u"varnel-migrate"_s} + arguments);
-        QTEST(options.helpRequested      ? u"help"_s
-              : !options.error.isEmpty() ? u"error"_s
-                                         : options.configPath,
-              "result");
-        QVERIFY(options.helpText.contains(u"--config"_s));
-    }
-
-    // The program refuses an unknown option with exit code 2 and prints its help.
-    void programOptions()
-    {
-        QProcess program;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
-        program.setProcessEnvironment(environment);
-        program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {u"--bogus"_s});
-        QVERIFY(program.waitForFinished(30000));
-        QCOMPARE(program.exitCode(), 2);
-        QVERIFY(program.readAllStandardError().contains("bogus"));
-        program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {u"--help"_s});
-        QVERIFY(program.waitForFinished(30000));
-        QCOMPARE(program.exitCode(), 0);
-        QVERIFY(program.readAllStandardOutput().contains("--config"));
+        QCOMPARE(HelpForm::loaded(), first);
     }
 
 private:

@@ -1,0 +1,73 @@
+#include "pages/StartupOptions.h"
+
+#include <QProcess>
+#include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+// The command line: read into StartupOptions, and as the program answers it.
+class TestStartupOptions : public QObject
+{
+    Q_OBJECT
+private slots:
+    void startupOptions_data()
+    {
+        // After the program name; the config path, "help", "error" or "demo <folder> <users>".
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("result");
+        const auto row = [](const char* name, const QStringList& arguments, const char* result) {
+            QTest::newRow(name) << arguments << QString::fromLatin1(result);
+        };
+        row("nothing", {}, "");
+        row("config, separate value", {"--config", "/z.ini"}, "/z.ini");
+        row("config with =", {"--config=/tmp/a b.ini"}, "/tmp/a b.ini");
+        row("config without a file", {"--config"}, "error");
+        row("unknown option", {"--bogus"}, "error");
+        row("stray argument", {"stray"}, "error");
+        row("help", {"--help"}, "help");
+        row("demo in a new folder", {"--demo"}, "demo  0");
+        row("demo in a folder", {"--demo", "/tmp/d"}, "demo /tmp/d 0");
+        row("demo options first", {"--users", "500", "--no-wizard", "--demo", "d"},
+            "demo d 500 no-wizard");
+        row("folder not after --demo", {"--demo", "--users", "7", "d"}, "error");
+        row("two folders", {"--demo", "a", "b"}, "error");
+        row("users alone", {"--users", "5"}, "error");
+        row("users zero", {"--demo", "--users", "0"}, "error");
+        row("demo with config", {"--demo", "--config", "/z.ini"}, "error");
+    }
+
+    void startupOptions()
+    {
+        QFETCH(QStringList, arguments);
+        const StartupOptions options =
+            StartupOptions::parse(QStringList{u"varnel-migrate"_s} + arguments);
+        const QString demo = u"demo %1 %2%3"_s.arg(options.demoFolder)
+                                 .arg(options.demoUsers)
+                                 .arg(options.noWizard ? u" no-wizard"_s : QString());
+        QTEST(options.helpRequested      ? u"help"_s
+              : !options.error.isEmpty() ? u"error"_s
+              : options.demoRequested    ? demo
+                                         : options.configPath,
+              "result");
+    }
+
+    // The program refuses an unknown option with exit code 2 and prints its help.
+    void programOptions()
+    {
+        QProcess program;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        program.setProcessEnvironment(environment);
+        const auto run = [&program](const QString& option) {
+            program.start(QStringLiteral(VARNEL_MIGRATE_BINARY), {option});
+            return program.waitForFinished(30000) ? program.exitCode() : -1;
+        };
+        QCOMPARE(run(u"--bogus"_s), 2);
+        QVERIFY(program.readAllStandardError().contains("bogus"));
+        QCOMPARE(run(u"--help"_s), 0);
+        QVERIFY(program.readAllStandardOutput().contains("--config"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestStartupOptions)
+#include "tst_startupoptions.moc"
