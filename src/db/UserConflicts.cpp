@@ -77,26 +77,6 @@ QStringList filledRows(const QString& rowTemplate, const QList<WorkingUserRow>& 
     return texts;
 }
 
-// One batch on SQL Server; on the embedded engine all statements in one transaction.
-void runInserts(DbConnection& connection, const QString& sqlServerBatch,
-                const QStringList& embeddedStatements)
-{
-    if (!connection.isEmbedded()) {
-        connection.execute(sqlServerBatch);
-        return;
-    }
-    connection.beginTransaction();
-    try {
-        for (const QString& statement : embeddedStatements) {
-            connection.execute(statement);
-        }
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
-}
-
 void insertUsers(DbConnection& connection, const QList<WorkingUserRow>& rows, bool source)
 {
     if (connection.isEmbedded()) {
@@ -104,10 +84,10 @@ void insertUsers(DbConnection& connection, const QList<WorkingUserRow>& rows, bo
                                         : ZephrinUsersInsertStatementsSqlite(rows);
         statements.append(source ? AdministrativeSql::IndexVarnelUsersSqlite
                                  : AdministrativeSql::IndexZephrinUsersSqlite);
-        runInserts(connection, QString(), statements);
+        connection.executeBatch(QString(), statements);
     } else if (!rows.isEmpty()) {
-        runInserts(connection,
-                   source ? VarnelUsersInsertBatch(rows) : ZephrinUsersInsertBatch(rows), {});
+        connection.executeBatch(
+            source ? VarnelUsersInsertBatch(rows) : ZephrinUsersInsertBatch(rows), {});
     }
 }
 
@@ -289,9 +269,9 @@ CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connect
     const CollectionPtr sorted = Collection::create();
     if (!names.isEmpty()) {
         if (connection.isEmbedded()) {
-            runInserts(connection, QString(), SortTableInsertStatementsSqlite(names));
+            connection.executeBatch(QString(), SortTableInsertStatementsSqlite(names));
         } else {
-            runInserts(connection, SortTableInsertBatch(names), {});
+            connection.executeBatch(SortTableInsertBatch(names), {});
         }
         const QList<QSqlRecord> rows =
             connection.select(connection.isEmbedded() ? AdministrativeSql::SelectSortedSqlite
