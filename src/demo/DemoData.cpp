@@ -2,6 +2,7 @@
 
 #include "demo/DemoProfiles.h"
 #include "demo/DemoTemplates.h"
+#include "directory/DefaultServices.h"
 #include "target/ReferencePasswordEncoder.h"
 
 #include <QSet>
@@ -340,8 +341,9 @@ private:
         d.chosenTemplateID = 1;
         d.baseHref = QString::fromLatin1(BaseHref);
         const QString serviceAddress = address(QString::fromLatin1(ServiceAccountAlias));
-        d.serviceAccount = QString::fromLatin1(RegisteredServer) + QLatin1Char(';') +
-                           QLatin1String(ServiceAccountAlias) + QLatin1Char(';') + serviceAddress;
+        d.serviceAccount = DefaultServices::MailConnection(QString::fromLatin1(RegisteredServer),
+                                                           QString::fromLatin1(ServiceAccountAlias),
+                                                           serviceAddress);
         d.serviceAccountName = serviceAddress;
     }
 

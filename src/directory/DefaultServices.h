@@ -30,7 +30,8 @@ constexpr int SettingNameField = 1;
 constexpr int SettingKindField = 2;
 constexpr int SettingValueField = 8;
 
-// The connection value of every service: server ";" alias ";" address.
+// The connection value of every service, which is also how a mail account is
+// written: server ";" alias ";" address.
 QString MailConnection(const QString& exchangeServer, const QString& alias, const QString& email);
 
 // The ten entries for a user whose mail lives on the store storeID (-1 when the

@@ -1,4 +1,6 @@
 #include "directory/ComponentFactory.h"
+#include "directory/DefaultServices.h"
+#include "directory/DirectoryErrors.h"
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/Clock.h"
@@ -40,12 +42,6 @@ bool passesLogon(MailComponent& mail, const QString& account)
         GlobalVariables::gvLogonHandle = handle;
     }
     return passed;
-}
-
-void handBack(long number, const QString& description, long& errorNumber, QString& errorDescription)
-{
-    errorNumber = number;
-    errorDescription = description;
 }
 
 } // namespace
@@ -109,8 +105,7 @@ bool ZephrinFunctions::FindServiceAccount(const QString& directoryConnectionStri
 void ZephrinFunctions::SetServiceAccount(const QString& alias, const QString& email,
                                          const QString& serverName)
 {
-    GlobalVariables::gsServiceAccount =
-        serverName + QLatin1Char(';') + alias + QLatin1Char(';') + email;
+    GlobalVariables::gsServiceAccount = DefaultServices::MailConnection(serverName, alias, email);
 }
 
 bool ZephrinFunctions::TestServiceAccount()
@@ -166,11 +161,8 @@ bool ZephrinFunctions::MailUser(const CollectionPtr& userRecord, const Collectio
         mail->SendMail(recipients, subject, body, GlobalVariables::gsServiceAccount,
                        GlobalVariables::gvLogonHandle);
         return true;
-    } catch (const MigrationError& error) {
-        handBack(error.number(), error.description(), errorNumber, errorDescription);
-    } catch (const std::exception& error) {
-        handBack(ErrorNumber::InvalidProcedureCall, QString::fromLocal8Bit(error.what()),
-                 errorNumber, errorDescription);
+    } catch (const std::exception& failure) {
+        DirectoryErrors::HandBack(failure, errorNumber, errorDescription);
+        return false;
     }
-    return false;
 }

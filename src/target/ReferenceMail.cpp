@@ -1,6 +1,7 @@
 #include "target/ReferenceMail.h"
 
 #include "db/DbConnection.h"
+#include "directory/DefaultServices.h"
 #include "frame/Clock.h"
 #include "frame/MigrationError.h"
 #include "target/IniConfiguration.h"
@@ -177,7 +178,7 @@ QString ReferenceMail::GetAccountForName(const QString& name)
     if (host.isEmpty()) {
         return QString();
     }
-    return host + QLatin1Char(';') + localPart(address) + QLatin1Char(';') + address;
+    return DefaultServices::MailConnection(host, localPart(address), address);
 }
 
 QString ReferenceMail::GetAccountForServer(const QString& name, const QString& server)
@@ -187,7 +188,7 @@ QString ReferenceMail::GetAccountForServer(const QString& name, const QString& s
     if (!MailMessage::IsAddress(address) || host.isEmpty()) {
         return QString();
     }
-    return host + QLatin1Char(';') + localPart(address) + QLatin1Char(';') + address;
+    return DefaultServices::MailConnection(host, localPart(address), address);
 }
 
 // --- logon test ----------------------------------------------------------------------
