@@ -1,5 +1,6 @@
 #include "target/DirectoryBuilder.h"
 
+#include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "directory/DefaultServices.h"
 #include "target/DirectorySchema.h"
@@ -96,9 +97,8 @@ void writeContent(DbConnection& connection, const DirectoryDescription& descript
 
 QString DirectoryBuilder::EmbeddedConnectionString(const QString& folder, const QString& catalog)
 {
-    return QStringLiteral(
-               "Provider=SQLOLEDB.1;Data Source=sqlite:%1;Initial Catalog=%2;uid=sa;pwd=")
-        .arg(folder, catalog);
+    return BuildSqlConnectionString(QLatin1String(EmbeddedDataSourcePrefix) + folder, catalog,
+                                    QStringLiteral("sa"), QString());
 }
 
 void DirectoryBuilder::Build(const QString& connectionString,
