@@ -8,6 +8,16 @@
 #include <QFileInfo>
 #include <QTextStream>
 
+namespace {
+
+// A setting's place in the file: section and key, letter case folded.
+QString settingKey(const QString& section, const QString& key)
+{
+    return section.toCaseFolded() + QLatin1Char('\n') + key.toCaseFolded();
+}
+
+} // namespace
+
 IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
 {
     const QFileInfo info(path);
@@ -17,25 +27,19 @@ IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
                              QStringLiteral("IniConfiguration"));
     }
     QFile file(path);
-    if (info.isDir() || !file.open(QIODevice::ReadOnly)) {
+    if (info.isDir() || !file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         throw MigrationError(ErrorNumber::PermissionDenied,
                              QStringLiteral("Permission denied: %1").arg(path),
                              QStringLiteral("IniConfiguration"));
     }
+    read(file);
 }
 
 // The file is read line by line rather than through QSettings, which would split a
-// value at its commas ("Data Source=dbhost,1433" or "Zephrin, Inc.").
-QString IniConfiguration::GetSetting(const QString& name)
+// value at its commas ("Data Source=dbhost,1433" or "Zephrin, Inc."). The first
+// line of a key in its section counts.
+void IniConfiguration::read(QFile& file)
 {
-    const int colon = name.indexOf(QLatin1Char(':'));
-    const QString section = colon < 0 ? QString() : name.left(colon).trimmed();
-    const QString key = name.mid(colon + 1).trimmed();
-
-    QFile file(mPath);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        return QString();
-    }
     QTextStream in(&file);
     QString current;
     while (!in.atEnd()) {
@@ -49,8 +53,11 @@ QString IniConfiguration::GetSetting(const QString& name)
             continue;
         }
         const int eq = line.indexOf(QLatin1Char('='));
-        if (eq < 0 || current.compare(section, Qt::CaseInsensitive) != 0 ||
-            line.left(eq).trimmed().compare(key, Qt::CaseInsensitive) != 0) {
+        if (eq < 0) {
+            continue;
+        }
+        const QString key = settingKey(current, line.left(eq).trimmed());
+        if (mSettings.contains(key)) {
             continue;
         }
         QString value = line.mid(eq + 1).trimmed();
@@ -58,9 +65,15 @@ QString IniConfiguration::GetSetting(const QString& name)
             value.endsWith(QLatin1Char('"'))) {
             value = value.mid(1, value.size() - 2);
         }
-        return value;
+        mSettings.insert(key, value);
     }
-    return QString();
+}
+
+QString IniConfiguration::GetSetting(const QString& name)
+{
+    const int colon = name.indexOf(QLatin1Char(':'));
+    const QString section = colon < 0 ? QString() : name.left(colon).trimmed();
+    return mSettings.value(settingKey(section, name.mid(colon + 1).trimmed()));
 }
 
 QString IniConfiguration::GetDirectoryConnectionString()

@@ -2,7 +2,10 @@
 
 #include "directory/ConfigurationComponent.h"
 
+#include <QHash>
 #include <QString>
+
+class QFile;
 
 // The configuration of an installation without the target's own component: an INI
 // file, zephrin.ini. A setting "section:name" is the key name in [section]:
@@ -13,7 +16,8 @@
 //   [mail]       transport (smtp or pickup), smtphost, smtpport (25), pickupfolder
 //
 // Values are taken literally up to the end of the line; surrounding double quotes
-// are removed. Lines starting with ';' or '#' are comments.
+// are removed. Lines starting with ';' or '#' are comments. The file is read once,
+// when the component is made.
 class IniConfiguration : public ConfigurationComponent
 {
 public:
@@ -30,5 +34,9 @@ public:
     static QString locate(const QString& commandLinePath);
 
 private:
+    void read(QFile& file);
+
     QString mPath;
+    // Values by section and key, letter case folded.
+    QHash<QString, QString> mSettings;
 };
