@@ -66,7 +66,8 @@ QString SettingNamesCondition(const QStringList& settingNames)
         if (i > 0) {
             condition += VarnelSql::SettingNameSeparator;
         }
-        condition += QStringLiteral("SettingName='") + settingNames.at(i) + QLatin1Char('\'');
+        condition += QString(VarnelSql::SettingNameCondition)
+                         .replace(QStringLiteral("<Name>"), settingNames.at(i), Qt::CaseSensitive);
     }
     return condition;
 }

@@ -17,12 +17,12 @@ inline const QString UserByID = QStringLiteral(
     "Select GivenName, FamilyName, Domain, LoginID, Password From VA_User where userid=");
 inline const QString UserByIDSqlite = UserByID;
 
-// "<SettingNames>" is "SettingName='a' or SettingName='b' ..."; "<UserID>" decimal.
+// "<SettingNames>" is "SettingName='a' or SettingName='b' ..."; "<UserID>" decimal. The
+// embedded engine runs the same text.
 inline const QString UserSettings = QStringLiteral(
     "select t1.SettingName, t2.SettingValue From (Select SettingName,SettingID From VA_Setting "
     "where <SettingNames>) as t1, (select SettingID,SettingValue,UserID From VA_UserSetting) as "
     "t2 WHERE t1.SettingID=t2.SettingID and t2.userid=<UserID>");
-inline const QString UserSettingsSqlite = UserSettings;
 inline const QString SettingNameCondition = QStringLiteral("SettingName='<Name>'");
 inline const QString SettingNameSeparator = QStringLiteral(" or ");
 
