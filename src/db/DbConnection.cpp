@@ -205,16 +205,11 @@ void DbConnection::executeBatch(const QString& sqlServerText, const QStringList&
         execute(sqlServerText);
         return;
     }
-    beginTransaction();
-    try {
+    inTransaction([&] {
         for (const QString& statement : embeddedStatements) {
             execute(statement);
         }
-    } catch (...) {
-        rollback();
-        throw;
-    }
-    commit();
+    });
 }
 
 void DbConnection::beginTransaction()

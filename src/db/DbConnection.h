@@ -47,6 +47,18 @@ public:
     void beginTransaction();
     void commit();
     void rollback();
+    // Runs work in one transaction: committed when it returns, rolled back when it throws.
+    template <typename Work> void inTransaction(Work&& work)
+    {
+        beginTransaction();
+        try {
+            work();
+        } catch (...) {
+            rollback();
+            throw;
+        }
+        commit();
+    }
 
     QSqlDatabase& database() { return mDatabase; }
 

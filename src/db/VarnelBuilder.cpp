@@ -145,14 +145,7 @@ void WriteTo(const QString& connectionString, const VarnelSource& source)
     DbConnection connection(connectionString, DbConnection::Mode::CreateIfMissing);
     // A new file that is thrown away on failure needs no syncing on the way.
     connection.execute(QStringLiteral("PRAGMA synchronous = OFF"));
-    connection.beginTransaction();
-    try {
-        writeRows(connection, source);
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    connection.inTransaction([&] { writeRows(connection, source); });
 }
 
 } // namespace VarnelBuilder

@@ -105,13 +105,8 @@ void DirectoryBuilder::Build(const QString& connectionString,
                              const DirectoryDescription& description)
 {
     DbConnection connection(connectionString, DbConnection::Mode::CreateIfMissing);
-    connection.beginTransaction();
-    try {
+    connection.inTransaction([&] {
         DirectorySchema::Create(connection);
         writeContent(connection, description);
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    });
 }

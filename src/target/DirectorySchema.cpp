@@ -239,12 +239,5 @@ void DirectorySchema::Create(DbConnection& connection)
 void DirectorySchema::Create(const QString& connectionString)
 {
     DbConnection connection(connectionString, DbConnection::Mode::CreateIfMissing);
-    connection.beginTransaction();
-    try {
-        Create(connection);
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    connection.inTransaction([&] { Create(connection); });
 }

@@ -39,8 +39,7 @@ QVariant ReferenceDirectoryUser::ModifyUser(const QVariantList& userFields,
         }
     }
     DbConnection connection(connectionString);
-    connection.beginTransaction();
-    try {
+    connection.inTransaction([&] {
         const auto found = connection.select(
             QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE UserID = ?"), {userID});
         if (found.isEmpty() || found.first().value(0).toInt() == 0) {
@@ -55,11 +54,7 @@ QVariant ReferenceDirectoryUser::ModifyUser(const QVariantList& userFields,
                                    QStringLiteral(" WHERE UserID = ?"),
                                values);
         }
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    });
     return 0;
 }
 
@@ -68,16 +63,11 @@ int ReferenceDirectoryUser::AddUser(const QVariantList& userFields,
                                     const QString& /*reserved*/, const QString& connectionString)
 {
     DbConnection connection(connectionString);
-    connection.beginTransaction();
     int userID = 0;
-    try {
+    connection.inTransaction([&] {
         DirectoryWriter writer(connection);
         userID = writer.insertUser(userFields, services);
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    });
     return userID;
 }
 
@@ -85,8 +75,7 @@ QVariant ReferenceDirectoryUser::RemoveUser(int userID, const QString& /*reserve
                                             const QString& connectionString)
 {
     DbConnection connection(connectionString);
-    connection.beginTransaction();
-    try {
+    connection.inTransaction([&] {
         connection.execute(QStringLiteral("UPDATE fwtUser SET DefaultServiceID = NULL "
                                           "WHERE UserID = ?"),
                            {userID});
@@ -97,11 +86,7 @@ QVariant ReferenceDirectoryUser::RemoveUser(int userID, const QString& /*reserve
         connection.execute(QStringLiteral("DELETE FROM fwtService WHERE OwnerUserID = ?"),
                            {userID});
         connection.execute(QStringLiteral("DELETE FROM fwtUser WHERE UserID = ?"), {userID});
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    });
     return 0;
 }
 

@@ -8,18 +8,6 @@ namespace {
 
 const QString Source = QStringLiteral("Profile");
 
-template <typename Work> void inTransaction(DbConnection& connection, Work work)
-{
-    connection.beginTransaction();
-    try {
-        work();
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
-}
-
 } // namespace
 
 int ReferenceProfileA::AddProfile(const QString& name, const QString& description,
@@ -29,7 +17,7 @@ int ReferenceProfileA::AddProfile(const QString& name, const QString& descriptio
 {
     DbConnection connection(connectionString);
     int profileID = 0;
-    inTransaction(connection, [&] {
+    connection.inTransaction([&] {
         DirectoryWriter writer(connection);
         profileID = writer.nextID(QStringLiteral("fwtDeviceProfile"), QStringLiteral("ProfileID"));
         connection.execute(
@@ -47,7 +35,7 @@ int ReferenceProfileA::AddProfile(const QString& name, const QString& descriptio
 void ReferenceProfileA::RemoveProfile(int profileID, const QString& connectionString)
 {
     DbConnection connection(connectionString);
-    inTransaction(connection, [&] {
+    connection.inTransaction([&] {
         connection.execute(
             QStringLiteral("DELETE FROM fwtDeviceProfileChangeFlag WHERE ProfileID = ?"),
             {profileID});
@@ -71,7 +59,7 @@ void ReferenceProfileB::SetBearerSettings(int profileID, const QStringList& fiel
                              Source);
     }
     DbConnection connection(connectionString);
-    inTransaction(connection, [&] {
+    connection.inTransaction([&] {
         const auto found = connection.select(
             QStringLiteral("SELECT COUNT(*) FROM fwtDeviceProfile WHERE ProfileID = ?"),
             {profileID});

@@ -24,15 +24,10 @@ QVariant ReferenceStoreMaintenance::AddStoreEntry(const VariantTable& storeRecor
                                                   const QString& connectionString)
 {
     DbConnection connection(connectionString);
-    connection.beginTransaction();
     int storeID = 0;
-    try {
+    connection.inTransaction([&] {
         DirectoryWriter writer(connection);
         storeID = writer.insertStore(storeRecord, settings);
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    });
     return storeID;
 }

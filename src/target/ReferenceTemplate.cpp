@@ -28,8 +28,7 @@ VariantTable ReferenceTemplate::ListTemplates(const QString& connectionString)
 void ReferenceTemplate::SelectTemplate(int templateID, const QString& connectionString)
 {
     DbConnection connection(connectionString);
-    connection.beginTransaction();
-    try {
+    connection.inTransaction([&] {
         const auto found = connection.select(
             QStringLiteral("SELECT COUNT(*) FROM fwtTemplate WHERE TemplateID = ?"), {templateID});
         if (found.isEmpty() || found.first().value(0).toInt() == 0) {
@@ -44,11 +43,7 @@ void ReferenceTemplate::SelectTemplate(int templateID, const QString& connection
         connection.execute(QStringLiteral("INSERT INTO fwtSystemSetting (Category, Name, Value) "
                                           "VALUES (?, ?, ?)"),
                            selectionKey() << QString::number(templateID));
-    } catch (...) {
-        connection.rollback();
-        throw;
-    }
-    connection.commit();
+    });
 }
 
 CollectionPtr ReferenceTemplate::ReadTemplate(const QString& connectionString)
