@@ -92,8 +92,7 @@ public:
     virtual ~SettingsComponent() = default;
     // The value is field 4 of the first record.
     virtual VariantTable GetSetting(int kind, const QString& owner, const QString& name,
-                                    const QString& category,
-                                    const QString& connectionString) = 0;
+                                    const QString& category, const QString& connectionString) = 0;
 };
 
 // Device Provisioning profiles: component A keeps the profile itself, component B
@@ -103,10 +102,10 @@ class ProfileComponentA
 public:
     virtual ~ProfileComponentA() = default;
     // Returns the new profile's ID.
-    virtual int AddProfile(const QString& name, const QString& description,
-                           const QString& urlValue, const QString& wapProxy,
-                           const QString& bearer, const QString& provisioningMode,
-                           const QString& connectionMode, const QString& connectionString) = 0;
+    virtual int AddProfile(const QString& name, const QString& description, const QString& urlValue,
+                           const QString& wapProxy, const QString& bearer,
+                           const QString& provisioningMode, const QString& connectionMode,
+                           const QString& connectionString) = 0;
     // Takes back a profile whose bearer settings could not be stored.
     virtual void RemoveProfile(int profileID, const QString& connectionString) = 0;
 };

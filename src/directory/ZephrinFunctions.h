@@ -18,11 +18,10 @@ namespace ZephrinFunctions {
 inline constexpr const char* MailServiceGuid = "{B4E1A160-BF8F-11D4-AA78-00508B638B18}";
 
 bool AddUserToDirectory(const QString& firstName, const QString& lastName,
-                        const QString& exchangeServer, const QString& alias,
-                        const QString& email, const QString& languageID, int timezoneID,
-                        QString& loginID, int& newUserID, const QString& password,
-                        const QString& mobileTelephoneNumber, const QString& graphicsSetting,
-                        bool enabled, int userLogonFailureCounter,
+                        const QString& exchangeServer, const QString& alias, const QString& email,
+                        const QString& languageID, int timezoneID, QString& loginID, int& newUserID,
+                        const QString& password, const QString& mobileTelephoneNumber,
+                        const QString& graphicsSetting, bool enabled, int userLogonFailureCounter,
                         const QString& directoryConnectionString, long& errorNumber,
                         QString& errorDescription);
 bool UpdateUser(int zeUserID, const QString& firstName, const QString& lastName,

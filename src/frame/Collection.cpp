@@ -22,7 +22,8 @@ QVariant Collection::item(int position) const
 {
     if (position < 1 || position > mValues.size()) {
         throw MigrationError(ErrorNumber::SubscriptOutOfRange,
-                             QStringLiteral("Subscript out of range"), QStringLiteral("Collection"));
+                             QStringLiteral("Subscript out of range"),
+                             QStringLiteral("Collection"));
     }
     return mValues.at(position - 1);
 }
@@ -68,7 +69,8 @@ void Collection::remove(int position)
 {
     if (position < 1 || position > mValues.size()) {
         throw MigrationError(ErrorNumber::SubscriptOutOfRange,
-                             QStringLiteral("Subscript out of range"), QStringLiteral("Collection"));
+                             QStringLiteral("Subscript out of range"),
+                             QStringLiteral("Collection"));
     }
     const int index = position - 1;
     if (!mKeys.at(index).isEmpty()) {

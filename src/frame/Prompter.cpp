@@ -3,8 +3,8 @@
 #include <QFileDialog>
 #include <QMessageBox>
 
-Prompter::Answer InteractivePrompter::message(const QString& text, const QString& title,
-                                              Icon icon, Buttons buttons)
+Prompter::Answer InteractivePrompter::message(const QString& text, const QString& title, Icon icon,
+                                              Buttons buttons)
 {
     QMessageBox box;
     box.setWindowTitle(title);

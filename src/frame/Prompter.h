@@ -11,9 +11,27 @@
 class Prompter
 {
 public:
-    enum class Icon { None, Information, Exclamation, Critical, Question };
-    enum class Buttons { Ok, OkCancel, YesNo };
-    enum class Answer { Ok, Cancel, Yes, No };
+    enum class Icon
+    {
+        None,
+        Information,
+        Exclamation,
+        Critical,
+        Question
+    };
+    enum class Buttons
+    {
+        Ok,
+        OkCancel,
+        YesNo
+    };
+    enum class Answer
+    {
+        Ok,
+        Cancel,
+        Yes,
+        No
+    };
 
     virtual ~Prompter() = default;
     virtual Answer message(const QString& text, const QString& title, Icon icon,
@@ -26,8 +44,7 @@ public:
 class InteractivePrompter : public Prompter
 {
 public:
-    Answer message(const QString& text, const QString& title, Icon icon,
-                   Buttons buttons) override;
+    Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
     QString saveFileName(const QString& title, const QString& filter,
                          const QString& suggestedName) override;
 };
@@ -44,8 +61,7 @@ public:
         Buttons buttons = Buttons::Ok;
     };
 
-    Answer message(const QString& text, const QString& title, Icon icon,
-                   Buttons buttons) override;
+    Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
     QString saveFileName(const QString& title, const QString& filter,
                          const QString& suggestedName) override;
 

@@ -35,9 +35,9 @@ State& state()
     return s;
 }
 
-const char* const userListKeys[9] = {"ConflictDecisions", "ConflictUsers", "ConflictUserNames",
-                                     "Link",              "AllUsers",      "ExportedUsers",
-                                     "OldUsers",          "MigrationList", "NeedEmail"};
+const char* const userListKeys[9] = {
+    "ConflictDecisions", "ConflictUsers", "ConflictUserNames", "Link",     "AllUsers",
+    "ExportedUsers",     "OldUsers",      "MigrationList",     "NeedEmail"};
 const char* const profileListKeys[3] = {"AllProfiles", "ExportedProfiles", "OldProfiles"};
 
 DatabaseGroup makeGroup(const QString& server, const QString& database, int listIndex,
@@ -72,8 +72,8 @@ CollectionPtr groupMap(const DatabaseGroup& g)
 
 } // namespace
 
-void StatusHolder::SetVarnelDatabase(const QString& server, const QString& database,
-                                     int listIndex, int authentication, const QString& loginID,
+void StatusHolder::SetVarnelDatabase(const QString& server, const QString& database, int listIndex,
+                                     int authentication, const QString& loginID,
                                      const QString& password, bool databasesLoaded,
                                      const QString& connectionString)
 {
@@ -86,8 +86,8 @@ CollectionPtr StatusHolder::GetVarnelDatabase()
     return groupMap(state().varnel);
 }
 
-void StatusHolder::SetZephrinDatabase(const QString& server, const QString& database,
-                                      int listIndex, int authentication, const QString& loginID,
+void StatusHolder::SetZephrinDatabase(const QString& server, const QString& database, int listIndex,
+                                      int authentication, const QString& loginID,
                                       const QString& password, bool databasesLoaded,
                                       const QString& connectionString)
 {
@@ -107,9 +107,9 @@ void StatusHolder::SetUserLists(const CollectionPtr& conflictDecisions,
                                 const CollectionPtr& oldUsers, const CollectionPtr& migrationList,
                                 const CollectionPtr& needEmail)
 {
-    const CollectionPtr lists[9] = {conflictDecisions, conflictUsers, conflictUserNames,
-                                    link,              allUsers,      exportedUsers,
-                                    oldUsers,          migrationList, needEmail};
+    const CollectionPtr lists[9] = {
+        conflictDecisions, conflictUsers, conflictUserNames, link,     allUsers,
+        exportedUsers,     oldUsers,      migrationList,     needEmail};
     for (int i = 0; i < 9; ++i) {
         state().userLists[i] = lists[i];
     }
