@@ -12,9 +12,9 @@
 #include "frame/Prompter.h"
 #include "pages/Introduction.h"
 #include "pages/Pages.h"
+#include "reference/IniConfiguration.h"
+#include "reference/TargetComponentFactory.h"
 #include "support/Describe.h"
-#include "target/IniConfiguration.h"
-#include "target/TargetComponentFactory.h"
 
 #include <QDirIterator>
 #include <QLabel>

@@ -6,8 +6,8 @@
 #include "frame/Clock.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
-#include "target/DirectoryBuilder.h"
-#include "target/TargetComponentFactory.h"
+#include "reference/DirectoryBuilder.h"
+#include "reference/TargetComponentFactory.h"
 
 #include <QDir>
 #include <QSettings>

@@ -2,7 +2,7 @@
 #include "directory/ZephrinFunctions.h"
 #include "frame/Clock.h"
 #include "frame/MigrationError.h"
-#include "target/ReferencePasswordEncoder.h"
+#include "reference/ReferencePasswordEncoder.h"
 
 #include <QHash>
 #include <QRegularExpression>

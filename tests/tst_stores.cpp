@@ -1,9 +1,9 @@
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
+#include "reference/TargetComponentFactory.h"
 #include "support/Describe.h"
 #include "support/TargetDirectory.h"
-#include "target/TargetComponentFactory.h"
 
 #include <QTest>
 

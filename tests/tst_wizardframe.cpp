@@ -7,7 +7,7 @@
 #include "pages/HelpForm.h"
 #include "pages/Introduction.h"
 #include "pages/Pages.h"
-#include "target/TargetComponentFactory.h"
+#include "reference/TargetComponentFactory.h"
 
 #include <QApplication>
 #include <QFile>

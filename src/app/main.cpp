@@ -5,8 +5,8 @@
 #include "pages/Pages.h"
 #include "pages/StartupOptions.h"
 #include "pages/WizardPage.h"
-#include "target/IniConfiguration.h"
-#include "target/TargetComponentFactory.h"
+#include "reference/IniConfiguration.h"
+#include "reference/TargetComponentFactory.h"
 
 #include <QApplication>
 #include <QFileInfo>

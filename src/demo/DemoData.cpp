@@ -3,7 +3,7 @@
 #include "demo/DemoProfiles.h"
 #include "demo/DemoTemplates.h"
 #include "directory/DefaultServices.h"
-#include "target/ReferencePasswordEncoder.h"
+#include "reference/ReferencePasswordEncoder.h"
 
 #include <QSet>
 

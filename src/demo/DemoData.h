@@ -1,7 +1,7 @@
 #pragma once
 
 #include "db/VarnelBuilder.h"
-#include "target/DirectoryBuilder.h"
+#include "reference/DirectoryBuilder.h"
 
 #include <QHash>
 #include <QList>

@@ -2,7 +2,7 @@
 
 #include "db/VarnelBuilder.h"
 #include "frame/MigrationError.h"
-#include "target/DirectoryBuilder.h"
+#include "reference/DirectoryBuilder.h"
 
 #include <QDateTime>
 #include <QDir>

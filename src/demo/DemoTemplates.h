@@ -1,6 +1,6 @@
 #pragma once
 
-#include "target/DirectoryBuilder.h"
+#include "reference/DirectoryBuilder.h"
 
 #include <QList>
 #include <QStringList>

@@ -2,7 +2,7 @@
 
 #include "db/DbConnection.h"
 #include "directory/ComponentFactory.h"
-#include "target/TargetComponentFactory.h"
+#include "reference/TargetComponentFactory.h"
 
 TargetDirectory::TargetDirectory(const DirectoryDescription& description)
     : mConnectionString(DirectoryBuilder::EmbeddedConnectionString(mFolder.path()))

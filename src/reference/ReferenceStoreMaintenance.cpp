@@ -1,8 +1,8 @@
-#include "target/ReferenceStoreMaintenance.h"
+#include "reference/ReferenceStoreMaintenance.h"
 
 #include "db/DbConnection.h"
-#include "target/DirectoryWriter.h"
-#include "target/RowTable.h"
+#include "reference/DirectoryWriter.h"
+#include "reference/RowTable.h"
 
 VariantTable ReferenceStoreMaintenance::GetStores(int which, const QString& connectionString)
 {

@@ -1,10 +1,10 @@
-#include "target/DirectoryBuilder.h"
+#include "reference/DirectoryBuilder.h"
 
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "directory/DefaultServices.h"
-#include "target/DirectorySchema.h"
-#include "target/DirectoryWriter.h"
+#include "reference/DirectorySchema.h"
+#include "reference/DirectoryWriter.h"
 
 #include <QHash>
 #include <QVariantList>

@@ -1,4 +1,4 @@
-#include "target/DirectorySchema.h"
+#include "reference/DirectorySchema.h"
 
 #include "db/DbConnection.h"
 

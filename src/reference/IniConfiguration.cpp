@@ -1,4 +1,4 @@
-#include "target/IniConfiguration.h"
+#include "reference/IniConfiguration.h"
 
 #include "frame/CommonFunctions.h"
 #include "frame/MigrationError.h"

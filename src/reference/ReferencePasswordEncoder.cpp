@@ -1,4 +1,4 @@
-#include "target/ReferencePasswordEncoder.h"
+#include "reference/ReferencePasswordEncoder.h"
 
 #include <QCryptographicHash>
 #include <QPasswordDigestor>

@@ -1,11 +1,11 @@
-#include "target/ReferenceMail.h"
+#include "reference/ReferenceMail.h"
 
 #include "db/DbConnection.h"
 #include "directory/DefaultServices.h"
 #include "frame/Clock.h"
 #include "frame/MigrationError.h"
-#include "target/IniConfiguration.h"
-#include "target/MailMessage.h"
+#include "reference/IniConfiguration.h"
+#include "reference/MailMessage.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>

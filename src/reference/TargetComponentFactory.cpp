@@ -1,14 +1,14 @@
-#include "target/TargetComponentFactory.h"
+#include "reference/TargetComponentFactory.h"
 
-#include "target/IniConfiguration.h"
-#include "target/ReferenceDirectoryListing.h"
-#include "target/ReferenceDirectoryUser.h"
-#include "target/ReferenceMail.h"
-#include "target/ReferencePasswordEncoder.h"
-#include "target/ReferenceProfiles.h"
-#include "target/ReferenceSettings.h"
-#include "target/ReferenceStoreMaintenance.h"
-#include "target/ReferenceTemplate.h"
+#include "reference/IniConfiguration.h"
+#include "reference/ReferenceDirectoryListing.h"
+#include "reference/ReferenceDirectoryUser.h"
+#include "reference/ReferenceMail.h"
+#include "reference/ReferencePasswordEncoder.h"
+#include "reference/ReferenceProfiles.h"
+#include "reference/ReferenceSettings.h"
+#include "reference/ReferenceStoreMaintenance.h"
+#include "reference/ReferenceTemplate.h"
 
 TargetComponentFactory::TargetComponentFactory(const QString& configurationPath)
     : mConfigurationPath(configurationPath)

@@ -1,7 +1,7 @@
-#include "target/ReferenceDirectoryListing.h"
+#include "reference/ReferenceDirectoryListing.h"
 
 #include "db/DbConnection.h"
-#include "target/RowTable.h"
+#include "reference/RowTable.h"
 
 VariantTable ReferenceDirectoryListing::GetList(int /*which*/, const QString& connectionString)
 {

@@ -1,4 +1,4 @@
-#include "target/RowTable.h"
+#include "reference/RowTable.h"
 
 #include <limits>
 

@@ -1,9 +1,9 @@
-#include "target/ReferenceDirectoryUser.h"
+#include "reference/ReferenceDirectoryUser.h"
 
 #include "db/DbConnection.h"
 #include "frame/MigrationError.h"
-#include "target/DirectoryWriter.h"
-#include "target/RowTable.h"
+#include "reference/DirectoryWriter.h"
+#include "reference/RowTable.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "target/ReferenceProfiles.h"
+#include "reference/ReferenceProfiles.h"
 
 #include "db/DbConnection.h"
 #include "frame/MigrationError.h"
-#include "target/DirectoryWriter.h"
+#include "reference/DirectoryWriter.h"
 
 namespace {
 

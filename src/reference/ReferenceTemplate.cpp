@@ -1,9 +1,9 @@
-#include "target/ReferenceTemplate.h"
+#include "reference/ReferenceTemplate.h"
 
 #include "db/DbConnection.h"
 #include "frame/MigrationError.h"
-#include "target/DirectorySchema.h"
-#include "target/RowTable.h"
+#include "reference/DirectorySchema.h"
+#include "reference/RowTable.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "target/ReferenceSettings.h"
+#include "reference/ReferenceSettings.h"
 
 #include "db/DbConnection.h"
 #include "frame/MigrationError.h"

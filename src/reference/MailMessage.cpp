@@ -1,4 +1,4 @@
-#include "target/MailMessage.h"
+#include "reference/MailMessage.h"
 
 #include "frame/MigrationError.h"
 

@@ -1,4 +1,4 @@
-#include "target/DirectoryWriter.h"
+#include "reference/DirectoryWriter.h"
 
 #include "db/DbConnection.h"
 #include "directory/DefaultServices.h"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "directory/TargetComponents.h"
-#include "target/MailMessage.h"
+#include "reference/MailMessage.h"
 
 #include <QString>
 
