@@ -15,6 +15,7 @@
 #include "reference/IniConfiguration.h"
 #include "reference/TargetComponentFactory.h"
 #include "support/Describe.h"
+#include "support/ScriptedPrompter.h"
 
 #include <QDirIterator>
 #include <QLabel>

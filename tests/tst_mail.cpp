@@ -8,6 +8,7 @@
 #include "frame/MigrationError.h"
 #include "reference/DirectoryBuilder.h"
 #include "reference/TargetComponentFactory.h"
+#include "support/ManualClock.h"
 
 #include <QDir>
 #include <QSettings>

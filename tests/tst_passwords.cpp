@@ -3,6 +3,7 @@
 #include "frame/Clock.h"
 #include "frame/MigrationError.h"
 #include "reference/ReferencePasswordEncoder.h"
+#include "support/ManualClock.h"
 
 #include <QHash>
 #include <QRegularExpression>

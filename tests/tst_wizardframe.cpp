@@ -8,6 +8,8 @@
 #include "pages/Introduction.h"
 #include "pages/Pages.h"
 #include "reference/TargetComponentFactory.h"
+#include "support/ManualClock.h"
+#include "support/ScriptedPrompter.h"
 
 #include <QApplication>
 #include <QFile>

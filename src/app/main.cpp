@@ -2,6 +2,7 @@
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "frame/MigrationError.h"
+#include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/StartupOptions.h"
 #include "pages/WizardPage.h"
@@ -96,7 +97,7 @@ int main(int argc, char* argv[])
     useConfiguration(IniConfiguration::locate(configPath));
 
     Pages::registerAllPages();
-    WizardPage* start = Pages::create(QStringLiteral("Introduction"));
+    WizardPage* start = Pages::create(PageNames::Introduction);
     if (start == nullptr) {
         return 1;
     }

@@ -361,63 +361,6 @@ DemoTrait TraitAt(int position)
     return Roles.value(position % CycleLength, DemoTrait::Plain);
 }
 
-QString TraitName(DemoTrait trait)
-{
-    switch (trait) {
-    case DemoTrait::Plain:
-        return QStringLiteral("plain");
-    case DemoTrait::Conflict:
-        return QStringLiteral("login ID exists in the Directory");
-    case DemoTrait::ConflictCaseOnly:
-        return QStringLiteral("login ID exists in the Directory in other letter case");
-    case DemoTrait::GraphicsMissing:
-        return QStringLiteral("graphics setting missing");
-    case DemoTrait::GraphicsInvalid:
-        return QStringLiteral("graphics setting invalid");
-    case DemoTrait::LanguageMissing:
-        return QStringLiteral("language missing");
-    case DemoTrait::LanguageUnknown:
-        return QStringLiteral("language unknown to the Directory");
-    case DemoTrait::TimezoneMissing:
-        return QStringLiteral("time zone missing");
-    case DemoTrait::EnabledMissing:
-        return QStringLiteral("enabled setting missing");
-    case DemoTrait::EnabledInvalid:
-        return QStringLiteral("enabled setting invalid");
-    case DemoTrait::PhoneMissing:
-        return QStringLiteral("phone number missing");
-    case DemoTrait::PhoneEmpty:
-        return QStringLiteral("phone number empty");
-    case DemoTrait::LoginEmpty:
-        return QStringLiteral("login ID empty");
-    case DemoTrait::AliasMissing:
-        return QStringLiteral("mail alias missing");
-    case DemoTrait::EmailMissing:
-        return QStringLiteral("e-mail address missing");
-    case DemoTrait::MailServerMissing:
-        return QStringLiteral("mail server missing");
-    case DemoTrait::PasswordEmpty:
-        return QStringLiteral("password empty");
-    case DemoTrait::NamesEmpty:
-        return QStringLiteral("first and last name empty");
-    case DemoTrait::EmailFromPrimary:
-        return QStringLiteral("e-mail from the primary address");
-    }
-    return QString();
-}
-
-QList<DemoTrait> AllTraits()
-{
-    QList<DemoTrait> traits = {DemoTrait::Plain};
-    for (int position = 0; position < CycleLength; ++position) {
-        const DemoTrait trait = TraitAt(position);
-        if (!traits.contains(trait)) {
-            traits.append(trait);
-        }
-    }
-    return traits;
-}
-
 const VarnelSourceUser* DemoContent::firstUserWith(DemoTrait trait) const
 {
     for (const VarnelSourceUser& user : source.users) {

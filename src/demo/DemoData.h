@@ -59,10 +59,6 @@ enum class DemoTrait
 
 // The role of the user at a position (0-based).
 DemoTrait TraitAt(int position);
-// A short description of a role, for the demo's description and the tests.
-QString TraitName(DemoTrait trait);
-// Every role, Plain first.
-QList<DemoTrait> AllTraits();
 
 // A pair of a source user and the Directory user that holds its login ID.
 struct PlantedConflict

@@ -62,17 +62,3 @@ void VariantTable::set(int field, const QVariant& value)
     }
     mCells[cellIndex(field, 0)] = value;
 }
-
-int VariantTable::appendRecord()
-{
-    if (!mHasBounds) {
-        outOfRange();
-    }
-    const int fields = mLastField - mFirstField + 1;
-    if (mRecords == 0 && !mCells.isEmpty()) {
-        // A one-dimensional table cannot grow records.
-        outOfRange();
-    }
-    mCells.resize(qsizetype(fields) * (mRecords + 1));
-    return mRecords++;
-}

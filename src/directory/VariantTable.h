@@ -21,7 +21,6 @@ public:
     // Bounds of the second index; upperRecord() < lowerRecord() when there are none.
     int lowerRecord() const { return 0; }
     int upperRecord() const { return mRecords - 1; }
-    int recordCount() const { return mRecords; }
 
     // Cells of a two-dimensional table; out of bounds throws "Subscript out of range".
     QVariant at(int field, int record) const;
@@ -29,9 +28,6 @@ public:
     // Cells of a one-dimensional table.
     QVariant at(int field) const;
     void set(int field, const QVariant& value);
-
-    // Adds one record of nulls at the end and returns its index.
-    int appendRecord();
 
 private:
     int cellIndex(int field, int record) const;

@@ -1,16 +1,26 @@
 #include "frame/Clock.h"
 
-#include <QThread>
+#include "frame/CommonFunctions.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
 
 void SystemClock::pause(int milliseconds)
 {
-    QThread::msleep(static_cast<unsigned long>(milliseconds > 0 ? milliseconds : 0));
+    if (QCoreApplication::instance() == nullptr) {
+        return;
+    }
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds > 0 ? milliseconds : 0, &loop, &QEventLoop::quit);
+    loop.exec();
 }
 
-void ManualClock::pause(int milliseconds)
+void SystemClock::processEvents()
 {
-    mPaused += milliseconds;
-    mNow = mNow.addMSecs(milliseconds);
+    if (QCoreApplication::instance() != nullptr) {
+        QCoreApplication::processEvents();
+    }
 }
 
 namespace {
@@ -29,4 +39,14 @@ Clock& AppClock::clock()
 void AppClock::setClock(std::shared_ptr<Clock> clock)
 {
     current() = clock ? std::move(clock) : std::make_shared<SystemClock>();
+}
+
+QString AppClock::logTime()
+{
+    return clock().now().toString(CommonFunctions::LogTimeFormat);
+}
+
+void AppClock::processEvents()
+{
+    clock().processEvents();
 }

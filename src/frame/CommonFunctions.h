@@ -8,6 +8,11 @@
 // helpers that every module uses. None of them shows anything to the user.
 namespace CommonFunctions {
 
+// The time in log entries and page launch lines: "YYYY-MM-DD hh:mm:ss".
+inline const QString LogTimeFormat = QStringLiteral("yyyy-MM-dd hh:mm:ss");
+// The time in the log file's name: "YYYYMMDDhhmmss".
+inline const QString LogFileTimeFormat = QStringLiteral("yyyyMMddhhmmss");
+
 // Appends one entry to this pass's log: each CR LF separated line ends in CR LF,
 // then one empty line follows. Written in a single-byte code page (ISO 8859-1).
 // Never raises; false when the entry could not be written anywhere.

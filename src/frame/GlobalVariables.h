@@ -29,4 +29,8 @@ inline int glSelectAction = 0;
 inline QString gsServiceAccount;
 inline QVariant gvLogonHandle;
 
+// Puts every value back to its state at program start. The wizard never calls it;
+// tests start from it.
+void Reset();
+
 } // namespace GlobalVariables

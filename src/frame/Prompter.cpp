@@ -1,12 +1,20 @@
 #include "frame/Prompter.h"
 
+#include <QApplication>
 #include <QFileDialog>
 #include <QMessageBox>
 
-Prompter::Answer InteractivePrompter::message(const QString& text, const QString& title, Icon icon,
-                                              Buttons buttons)
+namespace {
+QWidget* ownerOf(QWidget* parent)
 {
-    QMessageBox box;
+    return parent != nullptr ? parent : QApplication::activeWindow();
+}
+} // namespace
+
+Prompter::Answer InteractivePrompter::message(const QString& text, const QString& title, Icon icon,
+                                              Buttons buttons, QWidget* parent)
+{
+    QMessageBox box(ownerOf(parent));
     box.setWindowTitle(title);
     box.setText(text);
     switch (icon) {
@@ -49,27 +57,9 @@ Prompter::Answer InteractivePrompter::message(const QString& text, const QString
 }
 
 QString InteractivePrompter::saveFileName(const QString& title, const QString& filter,
-                                          const QString& suggestedName)
+                                          const QString& suggestedName, QWidget* parent)
 {
-    return QFileDialog::getSaveFileName(nullptr, title, suggestedName, filter);
-}
-
-Prompter::Answer ScriptedPrompter::message(const QString& text, const QString& title, Icon icon,
-                                           Buttons buttons)
-{
-    asked.append({QStringLiteral("message"), text, title, icon, buttons});
-    if (!answers.isEmpty()) {
-        return answers.takeFirst();
-    }
-    return buttons == Buttons::YesNo ? Answer::Yes : Answer::Ok;
-}
-
-QString ScriptedPrompter::saveFileName(const QString& title, const QString& filter,
-                                       const QString& suggestedName)
-{
-    Q_UNUSED(filter);
-    asked.append({QStringLiteral("save"), suggestedName, title, Icon::None, Buttons::Ok});
-    return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
+    return QFileDialog::getSaveFileName(ownerOf(parent), title, suggestedName, filter);
 }
 
 namespace {

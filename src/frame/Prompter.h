@@ -5,8 +5,10 @@
 #include <QStringList>
 #include <memory>
 
+class QWidget;
+
 // Every message box, OK/Cancel question and save dialog of the wizard goes through
-// one Prompter: the interactive one shows real dialogs, the scripted one answers
+// one Prompter: the program's shows real dialogs; tests install one that answers
 // from a queue and records what was asked.
 class Prompter
 {
@@ -34,42 +36,21 @@ public:
     };
 
     virtual ~Prompter() = default;
+    // A box over parent, or over the active window when no parent is given.
     virtual Answer message(const QString& text, const QString& title, Icon icon,
-                           Buttons buttons = Buttons::Ok) = 0;
+                           Buttons buttons = Buttons::Ok, QWidget* parent = nullptr) = 0;
     // The chosen path, or an empty text when the dialog was cancelled.
     virtual QString saveFileName(const QString& title, const QString& filter,
-                                 const QString& suggestedName) = 0;
+                                 const QString& suggestedName, QWidget* parent = nullptr) = 0;
 };
 
 class InteractivePrompter : public Prompter
 {
 public:
-    Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
-    QString saveFileName(const QString& title, const QString& filter,
-                         const QString& suggestedName) override;
-};
-
-class ScriptedPrompter : public Prompter
-{
-public:
-    struct Asked
-    {
-        QString kind; // "message" or "save"
-        QString text;
-        QString title;
-        Icon icon = Icon::None;
-        Buttons buttons = Buttons::Ok;
-    };
-
-    Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons) override;
-    QString saveFileName(const QString& title, const QString& filter,
-                         const QString& suggestedName) override;
-
-    // Answers are taken from the front; with none left, a message is answered Ok
-    // (Yes for a Yes/No question) and a save dialog is cancelled.
-    QList<Answer> answers;
-    QStringList fileNames;
-    QList<Asked> asked;
+    Answer message(const QString& text, const QString& title, Icon icon, Buttons buttons,
+                   QWidget* parent) override;
+    QString saveFileName(const QString& title, const QString& filter, const QString& suggestedName,
+                         QWidget* parent) override;
 };
 
 namespace AppPrompter {

@@ -1,5 +1,7 @@
 #include "frame/StatusHolder.h"
 
+#include "frame/StateKeys.h"
+
 namespace {
 
 struct DatabaseGroup
@@ -35,10 +37,13 @@ State& state()
     return s;
 }
 
-const char* const userListKeys[9] = {
-    "ConflictDecisions", "ConflictUsers", "ConflictUserNames", "Link",     "AllUsers",
-    "ExportedUsers",     "OldUsers",      "MigrationList",     "NeedEmail"};
-const char* const profileListKeys[3] = {"AllProfiles", "ExportedProfiles", "OldProfiles"};
+const QLatin1String userListKeys[9] = {StateKeys::ConflictDecisions, StateKeys::ConflictUsers,
+                                       StateKeys::ConflictUserNames, StateKeys::Link,
+                                       StateKeys::AllUsers,          StateKeys::ExportedUsers,
+                                       StateKeys::OldUsers,          StateKeys::MigrationList,
+                                       StateKeys::NeedEmail};
+const QLatin1String profileListKeys[3] = {StateKeys::AllProfiles, StateKeys::ExportedProfiles,
+                                          StateKeys::OldProfiles};
 
 DatabaseGroup makeGroup(const QString& server, const QString& database, int listIndex,
                         int authentication, const QString& loginID, const QString& password,
@@ -59,14 +64,14 @@ DatabaseGroup makeGroup(const QString& server, const QString& database, int list
 CollectionPtr groupMap(const DatabaseGroup& g)
 {
     auto map = Collection::create();
-    map->add(g.server, QStringLiteral("DatabaseServer"));
-    map->add(g.database, QStringLiteral("Database"));
-    map->add(g.authentication, QStringLiteral("Authentication"));
-    map->add(g.listIndex, QStringLiteral("DatabaseListIndex"));
-    map->add(g.loginID, QStringLiteral("LoginID"));
-    map->add(g.password, QStringLiteral("Password"));
-    map->add(g.databasesLoaded, QStringLiteral("DatabasesLoaded"));
-    map->add(g.connectionString, QStringLiteral("ConnectionString"));
+    map->add(g.server, StateKeys::DatabaseServer);
+    map->add(g.database, StateKeys::Database);
+    map->add(g.authentication, StateKeys::Authentication);
+    map->add(g.listIndex, StateKeys::DatabaseListIndex);
+    map->add(g.loginID, StateKeys::LoginID);
+    map->add(g.password, StateKeys::Password);
+    map->add(g.databasesLoaded, StateKeys::DatabasesLoaded);
+    map->add(g.connectionString, StateKeys::ConnectionString);
     return map;
 }
 
@@ -119,7 +124,7 @@ CollectionPtr StatusHolder::GetUserLists()
 {
     auto map = Collection::create();
     for (int i = 0; i < 9; ++i) {
-        map->add(toVariant(state().userLists[i]), QLatin1String(userListKeys[i]));
+        map->add(toVariant(state().userLists[i]), userListKeys[i]);
     }
     return map;
 }
@@ -137,7 +142,7 @@ CollectionPtr StatusHolder::GetProfileLists()
 {
     auto map = Collection::create();
     for (int i = 0; i < 3; ++i) {
-        map->add(toVariant(state().profileLists[i]), QLatin1String(profileListKeys[i]));
+        map->add(toVariant(state().profileLists[i]), profileListKeys[i]);
     }
     return map;
 }
@@ -152,8 +157,8 @@ void StatusHolder::SetExchangeServers(const CollectionPtr& e2kServers,
 CollectionPtr StatusHolder::GetExchangeServers()
 {
     auto map = Collection::create();
-    map->add(toVariant(state().e2kServers), QStringLiteral("E2kServers"));
-    map->add(toVariant(state().e55Servers), QStringLiteral("E55Servers"));
+    map->add(toVariant(state().e2kServers), StateKeys::E2kServers);
+    map->add(toVariant(state().e55Servers), StateKeys::E55Servers);
     return map;
 }
 
@@ -166,8 +171,8 @@ void StatusHolder::SetEmailChoice(bool send, const QString& title)
 CollectionPtr StatusHolder::GetEmailChoice()
 {
     auto map = Collection::create();
-    map->add(state().send, QStringLiteral("Send"));
-    map->add(state().title, QStringLiteral("Title"));
+    map->add(state().send, StateKeys::Send);
+    map->add(state().title, StateKeys::Title);
     return map;
 }
 
@@ -182,8 +187,13 @@ void StatusHolder::SetConnectData(const QString& serverName, const QString& alia
 CollectionPtr StatusHolder::GetConnectData()
 {
     auto map = Collection::create();
-    map->add(state().serverName, QStringLiteral("ServerName"));
-    map->add(state().alias, QStringLiteral("Alias"));
-    map->add(state().emailAddress, QStringLiteral("EmailAddress"));
+    map->add(state().serverName, StateKeys::ServerName);
+    map->add(state().alias, StateKeys::Alias);
+    map->add(state().emailAddress, StateKeys::EmailAddress);
     return map;
+}
+
+void StatusHolder::Reset()
+{
+    state() = State();
 }

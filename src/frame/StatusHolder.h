@@ -47,6 +47,10 @@ CollectionPtr GetEmailChoice();
 void SetConnectData(const QString& serverName, const QString& alias, const QString& emailAddress);
 CollectionPtr GetConnectData();
 
+// Puts every group back to its state at program start: empty texts, 0, false and
+// absent collections. The wizard never calls it; tests start from it.
+void Reset();
+
 // Authentication values of groups 1 and 2.
 constexpr int WindowsNtAuthentication = 0;
 constexpr int SqlServerAuthentication = 1;

@@ -4,12 +4,13 @@
 #include "frame/Clock.h"
 #include "frame/CommonFunctions.h"
 #include "frame/GlobalVariables.h"
+#include "pages/PageNames.h"
 
 #include <QLabel>
 #include <QVBoxLayout>
 
 Introduction::Introduction(QWidget* parent)
-    : WizardPage(QStringLiteral("Introduction"), QStringLiteral("Introduction"), parent)
+    : WizardPage(PageNames::Introduction, QStringLiteral("Introduction"), parent)
 {
     Form_Initialize();
 
@@ -44,10 +45,10 @@ void Introduction::Form_Load()
 
     const QDateTime now = AppClock::clock().now();
     GlobalVariables::gsLogFileName = QStringLiteral("MigrationLog") +
-                                     now.toString(QStringLiteral("yyyyMMddhhmmss")) +
+                                     now.toString(CommonFunctions::LogFileTimeFormat) +
                                      QStringLiteral(".log");
     CommonFunctions::WriteLog(QStringLiteral("Introduction Launched") +
-                              now.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+                              now.toString(CommonFunctions::LogTimeFormat));
     // The placeholders are logged as they are, not replaced.
     CommonFunctions::WriteLog(QStringLiteral("<EXAPP>=") + GlobalVariables::gsExportApp);
     CommonFunctions::WriteLog(QStringLiteral("<IMAPP>=") + GlobalVariables::gsImportApp);
@@ -56,5 +57,5 @@ void Introduction::Form_Load()
 // The source page is restored only when the user had been there before.
 void Introduction::NextBtn_Click()
 {
-    handOver(QStringLiteral("SelectVarnel"), mbBackedTo ? Restore::Next : Restore::None);
+    handOver(PageNames::SelectVarnel, mbBackedTo ? Restore::Next : Restore::None);
 }

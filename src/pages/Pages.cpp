@@ -40,9 +40,9 @@ void Pages::unregisterPage(const QString& name)
     registry().remove(name);
 }
 
-bool Pages::isRegistered(const QString& name)
+QStringList Pages::registeredNames()
 {
-    return registry().contains(name);
+    return registry().keys();
 }
 
 WizardPage* Pages::create(const QString& name)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <functional>
 
 class WizardPage;
@@ -14,7 +15,8 @@ using Creator = std::function<WizardPage*()>;
 
 void registerPage(const QString& name, Creator creator);
 void unregisterPage(const QString& name);
-bool isRegistered(const QString& name);
+// The names registered, in no particular order.
+QStringList registeredNames();
 
 // Creates and loads the page registered under name. Null, after the user has been
 // told, when no page is registered under it or loading it failed.

@@ -1,8 +1,9 @@
 #include "pages/Introduction.h"
+#include "pages/PageNames.h"
 #include "pages/Pages.h"
 
 // One line per page of the wizard.
 void Pages::registerAllPages()
 {
-    registerPage(QStringLiteral("Introduction"), [] { return new Introduction; });
+    registerPage(PageNames::Introduction, [] { return new Introduction; });
 }

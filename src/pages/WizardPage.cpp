@@ -6,6 +6,7 @@
 #include "frame/Prompter.h"
 #include "pages/Pages.h"
 
+#include <QCloseEvent>
 #include <QHBoxLayout>
 #include <QPushButton>
 
@@ -58,9 +59,38 @@ WizardPage* WizardPage::handOver(const QString& pageName, Restore restore,
     return next;
 }
 
+WizardPage::Working::Working(WizardPage& page) : mPage(&page)
+{
+    ++page.mWorking;
+}
+
+WizardPage::Working::~Working()
+{
+    if (mPage) {
+        --mPage->mWorking;
+    }
+}
+
+void WizardPage::unload()
+{
+    mUnloading = true;
+    if (!close()) {
+        mUnloading = false;
+    }
+}
+
 void WizardPage::CancelBtn_Click()
 {
-    close();
+    unload();
+}
+
+void WizardPage::closeEvent(QCloseEvent* event)
+{
+    if (isWorking() && !mUnloading) {
+        event->ignore();
+        return;
+    }
+    QWidget::closeEvent(event);
 }
 
 QHBoxLayout* WizardPage::createNavigationButtons(Buttons buttons)
@@ -93,13 +123,15 @@ QHBoxLayout* WizardPage::createNavigationButtons(Buttons buttons)
 
 void WizardPage::logLaunched() const
 {
-    CommonFunctions::WriteLog(
-        objectName() + QStringLiteral(" Launched") +
-        AppClock::clock().now().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")));
+    CommonFunctions::WriteLog(objectName() + QStringLiteral(" Launched") + AppClock::logTime());
 }
 
 void WizardPage::runHandler(const QString& handlerName, const std::function<void()>& handler)
 {
+    if (isWorking()) {
+        return;
+    }
+    const Working working(*this);
     try {
         handler();
     } catch (const MigrationError& error) {
@@ -117,5 +149,5 @@ void WizardPage::reportFailure(const QString& action, long number, const QString
                                   .arg(description));
     AppPrompter::prompter().message(QStringLiteral("Error %1: %2").arg(number).arg(description),
                                     windowTitle().isEmpty() ? objectName() : windowTitle(),
-                                    Prompter::Icon::Critical);
+                                    Prompter::Icon::Critical, Prompter::Buttons::Ok, this);
 }

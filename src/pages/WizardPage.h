@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <QWidget>
 #include <functional>
 
@@ -41,7 +42,27 @@ public:
 
     // Runs Form_Load once. Pages::create loads every page it makes.
     void load();
-    bool isLoaded() const { return mLoaded; }
+
+    // True while one of the page's handlers runs, or while other work marks the page
+    // with a Working guard (the migration window during the run). A working page
+    // takes no second click and refuses to be closed.
+    bool isWorking() const { return mWorking > 0; }
+
+    // Marks a page as working for as long as it lives.
+    class Working
+    {
+    public:
+        explicit Working(WizardPage& page);
+        ~Working();
+        Working(const Working&) = delete;
+        Working& operator=(const Working&) = delete;
+
+    private:
+        QPointer<WizardPage> mPage;
+    };
+
+    // Closes the page as Cancel does, also from inside one of its own handlers.
+    void unload();
 
     // Opens the page registered under pageName in place of this one: create and
     // load it, let prepare set its members, call LoadStateNext or LoadStatePrev as
@@ -76,17 +97,22 @@ protected:
     // its last window is closed.
     virtual void CancelBtn_Click();
 
+    // A working page stays open; otherwise closing it unloads it.
+    void closeEvent(QCloseEvent* event) override;
+
     // Creates the navigation buttons the page has, wired to their handlers, and
     // returns the row that holds them at its right end; a page may insert buttons
     // of its own (such as a help button) at the front.
     QHBoxLayout* createNavigationButtons(Buttons buttons);
 
-    // Writes the page's name, " Launched" and the time as "yyyy-MM-dd hh:mm:ss",
-    // as a page does when it loads.
+    // Writes the page's name, " Launched" and the time in the log's time format, as a
+    // page does when it loads.
     void logLaunched() const;
 
     // Runs a handler so that a failure it did not catch itself is logged and shown
-    // to the user instead of ending the program.
+    // to the user instead of ending the program. Every handler of a page runs through
+    // it: while one runs (its pauses and event passes let clicks through), a further
+    // click on the page is ignored, so no handler is entered twice.
     void runHandler(const QString& handlerName, const std::function<void()>& handler);
 
     // Logs and shows a failure of an action of this page that nothing else caught.
@@ -94,6 +120,8 @@ protected:
 
 private:
     bool mLoaded = false;
+    int mWorking = 0;
+    bool mUnloading = false;
 };
 
 Q_DECLARE_OPERATORS_FOR_FLAGS(WizardPage::Buttons)

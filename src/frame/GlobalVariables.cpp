@@ -1,0 +1,16 @@
+#include "frame/GlobalVariables.h"
+
+void GlobalVariables::Reset()
+{
+    gsImportApp.clear();
+    gsExportApp.clear();
+    gsLogFileName.clear();
+    gsProgramFolder.clear();
+    gbAddStores = false;
+    gbNtLogon = false;
+    gbNewPasswords = false;
+    gbCancel = false;
+    glSelectAction = 0;
+    gsServiceAccount.clear();
+    gvLogonHandle = QVariant();
+}
