@@ -12,6 +12,7 @@
 #include "support/ScriptedPrompter.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -77,6 +78,28 @@ protected:
     {
         handOverTo<Introduction>(u"Introduction"_s, Restore::None,
                                  [](Introduction& page) { page.setBackedTo(true); });
+    }
+};
+
+// A page whose Next handler waits as the verification does, through the program's
+// pause, and counts how often it is entered.
+class SlowPage : public WizardPage
+{
+    Q_OBJECT
+public:
+    SlowPage() : WizardPage(u"Verifier"_s, u"Verifying..."_s)
+    {
+        createNavigationButtons(NextButton | CancelButton);
+    }
+    int entered = 0;
+    int finished = 0;
+
+protected:
+    void NextBtn_Click() override
+    {
+        ++entered;
+        AppClock::clock().pause(300);
+        ++finished;
     }
 };
 
@@ -316,6 +339,71 @@ private slots:
                               "Help|Help Text:|OK|Second <imapp>"}));
         QCOMPARE(runProgram([&] { QTest::mouseClick(intro->CancelBtn, Qt::LeftButton); }), 0);
         QCOMPARE(HelpForm::loaded(), first);
+    }
+
+    // The program's pause waits in an event loop: a timer that falls due and a repaint
+    // that is asked for run during it, and the wait lasts as long as asked.
+    void pauseKeepsTheInterfaceAlive()
+    {
+        AppClock::setClock(nullptr);
+        bool timerRan = false;
+        QTimer::singleShot(50, [&] { timerRan = true; });
+        QElapsedTimer waited;
+        waited.start();
+        AppClock::clock().pause(300);
+        QVERIFY(timerRan);
+        QVERIFY2(waited.elapsed() >= 290, qPrintable(QString::number(waited.elapsed())));
+
+        // A pass of event processing runs what is queued, without waiting.
+        bool queued = false;
+        QMetaObject::invokeMethod(
+            qApp, [&] { queued = true; }, Qt::QueuedConnection);
+        AppClock::processEvents();
+        QVERIFY(queued);
+    }
+
+    // While Next's handler waits, a second click on Next and a click on Cancel are
+    // not taken, and the window refuses to close; afterwards Cancel closes it.
+    void workingPageTakesNoSecondClick_data()
+    {
+        QTest::addColumn<bool>("systemClock");
+        QTest::newRow("the program's clock, clicks from timers") << true;
+        QTest::newRow("a test clock, clicks from its event passes") << false;
+    }
+
+    void workingPageTakesNoSecondClick()
+    {
+        QFETCH(bool, systemClock);
+        auto* page = new SlowPage;
+        page->load();
+        page->show();
+        QPointer<SlowPage> alive = page;
+        QStringList seen;
+        const auto interfere = [&] {
+            if (!alive || !seen.isEmpty()) {
+                return;
+            }
+            QTest::mouseClick(page->NextBtn, Qt::LeftButton);
+            QTest::mouseClick(page->CancelBtn, Qt::LeftButton);
+            seen << u"close accepted: "_s + (page->close() ? u"yes"_s : u"no"_s);
+            seen << u"entered %1, working %2"_s.arg(page->entered).arg(int(page->isWorking()));
+        };
+        if (systemClock) {
+            AppClock::setClock(nullptr);
+            QTimer::singleShot(50, interfere);
+        } else {
+            mClock->onEvents = interfere;
+        }
+        QTest::mouseClick(page->NextBtn, Qt::LeftButton);
+        processDeletions();
+        QVERIFY(alive && page->isVisible());
+        QCOMPARE(seen, QStringList({"close accepted: no", "entered 1, working 1"}));
+        QCOMPARE(page->entered * 10 + page->finished, 11);
+        QVERIFY(!page->isWorking());
+
+        QTest::mouseClick(page->CancelBtn, Qt::LeftButton);
+        processDeletions();
+        QVERIFY(alive.isNull());
     }
 
 private:
