@@ -1,4 +1,5 @@
 #include "pages/Introduction.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 
@@ -6,4 +7,5 @@
 void Pages::registerAllPages()
 {
     registerPage(PageNames::Introduction, [] { return new Introduction; });
+    registerPage(PageNames::MigrateUsers, [] { return new MigrateUsers; });
 }
