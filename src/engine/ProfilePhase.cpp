@@ -1,3 +1,4 @@
+#include "db/ConnectionReuse.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "frame/Clock.h"
@@ -22,6 +23,9 @@ void MigrationEngine::RecordProfileOutcome(const CollectionPtr& profile, bool st
 
 void MigrationEngine::MigrateDPProfiles()
 {
+    // The run's many small operations each open and close their own connection;
+    // embedded connections are kept between them until the procedure ends.
+    const ConnectionReuse::Scope reuse;
     WriteLog(QStringLiteral("Starting migration of Device Provisioning profiles ") +
              AppClock::logTime());
     // The profile phase shows the store caption first, as it always has.

@@ -1,3 +1,4 @@
+#include "db/ConnectionReuse.h"
 #include "engine/MigrationEngine.h"
 #include "engine/RunProgress.h"
 #include "frame/Clock.h"
@@ -30,6 +31,9 @@ void MigrationEngine::SetServers(const CollectionPtr& e2kServers, const Collecti
 
 void MigrationEngine::MigrateUsers()
 {
+    // The run's many small operations each open and close their own connection;
+    // embedded connections are kept between them until the procedure ends.
+    const ConnectionReuse::Scope reuse;
     WriteLog(QStringLiteral("Starting migration ") + AppClock::logTime());
     describe(QStringLiteral("Migrating stores, please wait."));
 

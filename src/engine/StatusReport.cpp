@@ -1,4 +1,5 @@
 #include "engine/StatusReport.h"
+#include "db/ConnectionReuse.h"
 #include "db/UserConflicts.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
@@ -83,6 +84,9 @@ QString StatusReport::ChangeTable(const CollectionPtr& sortedRecords)
 
 void MigrationEngine::GenerateReport()
 {
+    // The run's many small operations each open and close their own connection;
+    // embedded connections are kept between them until the procedure ends.
+    const ConnectionReuse::Scope reuse;
     QString report;
 
     // Stores. The status of the last store gone through decides below whether failed
