@@ -33,7 +33,7 @@ void MigrationEngine::SendIntroductionMails()
         for (int position = 1; position <= count; ++position) {
             const CollectionPtr record = cMailQueue->collection(position);
             record->add(true, Status);
-            AddUserResult(record, record->item(VaUserID).toInt());
+            AddUserResult(record, record->value(VaUserID).toInt());
         }
         return;
     }
@@ -60,7 +60,7 @@ void MigrationEngine::SendIntroductionMails()
     int transportFailuresInARow = 0;
     for (int position = 1; position <= count; ++position) {
         const CollectionPtr record = cMailQueue->collection(position);
-        const int id = record->item(VaUserID).toInt();
+        const int id = record->value(VaUserID).toInt();
         MailFailure failure;
         bool sent = false;
         if (givenUp) {

@@ -132,7 +132,8 @@ void MigrationEngine::GenerateReport()
         Entry entry;
         entry.id = cUserResults->key(position);
         entry.record = cUserResults->collection(position);
-        entry.grades = cUserWarnings ? cUserWarnings->collection(entry.id) : CollectionPtr();
+        entry.grades =
+            cUserWarnings ? toCollection(cUserWarnings->value(entry.id)) : CollectionPtr();
         if (!entry.record->value(Status).toBool()) {
             failed << entry;
         } else if (entry.grades && entry.grades->value(Total).toInt() != 0) {

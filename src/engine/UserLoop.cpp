@@ -170,11 +170,11 @@ void MigrationEngine::MigrateUserList()
     const CollectionPtr migrationList =
         StatusHolder::GetUserLists()->collection(StateKeys::MigrationList);
     const CollectionPtr vaUserIDs =
-        migrationList ? migrationList->collection(StateKeys::VaUserIDs) : CollectionPtr();
+        migrationList ? toCollection(migrationList->value(StateKeys::VaUserIDs)) : CollectionPtr();
     const CollectionPtr actions =
-        migrationList ? migrationList->collection(StateKeys::Actions) : CollectionPtr();
+        migrationList ? toCollection(migrationList->value(StateKeys::Actions)) : CollectionPtr();
     const CollectionPtr zeUserIDs =
-        migrationList ? migrationList->collection(StateKeys::ZeUserIDs) : CollectionPtr();
+        migrationList ? toCollection(migrationList->value(StateKeys::ZeUserIDs)) : CollectionPtr();
 
     const int count = vaUserIDs ? vaUserIDs->count() : 0;
     WriteLog(QStringLiteral("Number of users to migrate: ") + QString::number(count));

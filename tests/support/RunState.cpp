@@ -121,11 +121,18 @@ void RunState::Fill(const DemoInstallation& demo, const RunChoices& choices)
         }
     }
     StatusHolder::SetEmailChoice(choices.sendEmail, title);
-    const CollectionPtr servers = Collection::create();
-    for (const QString& server : VarnelDBCon::GetUserMailHomeServers(source)) {
-        servers->add(server);
+    if (choices.serviceAccount.size() == 3) {
+        ZephrinFunctions::SetServiceAccount(choices.serviceAccount.at(0),
+                                            choices.serviceAccount.at(1),
+                                            choices.serviceAccount.at(2));
+        ZephrinFunctions::TestServiceAccount();
+    } else {
+        const CollectionPtr servers = Collection::create();
+        for (const QString& server : VarnelDBCon::GetUserMailHomeServers(source)) {
+            servers->add(server);
+        }
+        ZephrinFunctions::FindServiceAccount(directory, servers);
     }
-    ZephrinFunctions::FindServiceAccount(directory, servers);
 
     // The profile page.
     const CollectionPtr allProfiles = VarnelDBCon::GetProvisioningProfiles(source);

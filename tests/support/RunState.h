@@ -28,6 +28,9 @@ struct RunChoices
     // The e-mail template page: a template chosen, or "Do not send e-mail".
     bool sendEmail = true;
     int templateID = 1;
+    // The service account entered on the mail logon page (alias, address, server);
+    // when empty, the one the e-mail template page finds by itself.
+    QStringList serviceAccount;
     // Profiles moved into "Profiles to Migrate:", by name, in that order.
     QStringList profiles;
 };
