@@ -69,7 +69,8 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         }
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), mName);
         mDatabase.setDatabaseName(file);
-        mDatabase.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+        mDatabase.setConnectOptions(
+            QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(EngineSettings::giEmbeddedBusyTimeout));
     } else {
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
         mDatabase.setDatabaseName(odbcConnectString(parts));
