@@ -67,6 +67,9 @@ bool MailUser(const CollectionPtr& userRecord, const CollectionPtr& templateText
 // When the account may not create the component, the "Access Denied" message is
 // shown first.
 QString GetProductName();
+// The Directory database's connection string as the target's configuration names it;
+// empty when it names none or cannot be asked.
+QString GetZeCS();
 
 // --- Stores ------------------------------------------------------------------------
 
