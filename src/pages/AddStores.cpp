@@ -118,7 +118,7 @@ AddStores::AddStores(QWidget* parent)
                                     CollectionPtr AddStores::*from, CollectionPtr AddStores::*to) {
         connect(button, &QPushButton::clicked, this, [this, handler, list, from, to] {
             runHandler(QLatin1String(handler),
-                       [this, list, from, to] { move(list, this->*from, this->*to); });
+                       [this, list, from, to] { moveServer(list, this->*from, this->*to); });
         });
     };
     connectMove(ToE2kBtn, "ToE2kBtn_Click", ServersDetectedLbx, &AddStores::mcDetected,
@@ -195,7 +195,8 @@ void AddStores::showLists()
     fill(E55ServersLbx, mcE55Servers);
 }
 
-void AddStores::move(QListWidget* fromList, const CollectionPtr& from, const CollectionPtr& to)
+void AddStores::moveServer(QListWidget* fromList, const CollectionPtr& from,
+                           const CollectionPtr& to)
 {
     const QListWidgetItem* selected = fromList->currentItem();
     if (selected == nullptr || !selected->isSelected() || !from->contains(selected->text())) {

@@ -61,7 +61,7 @@ protected:
 
 private:
     // Moves the server selected in from's list box into to; nothing without one.
-    void move(QListWidget* fromList, const CollectionPtr& from, const CollectionPtr& to);
+    void moveServer(QListWidget* fromList, const CollectionPtr& from, const CollectionPtr& to);
     void showLists();
     void showDetected(const QStringList& servers);
 
