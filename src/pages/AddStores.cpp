@@ -71,7 +71,6 @@ AddStores::AddStores(QWidget* parent)
     const auto describe = [](QPushButton* button, const QString& what) {
         button->setToolTip(what);
         button->setAccessibleName(what);
-        button->setFixedWidth(button->fontMetrics().horizontalAdvance(QStringLiteral("M")) * 4);
     };
     describe(ToE2kBtn, QStringLiteral("Move to the Exchange 2000/2003 servers"));
     describe(FromE2kBtn, QStringLiteral("Move back to the servers detected"));
