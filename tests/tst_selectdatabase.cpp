@@ -253,6 +253,57 @@ private slots:
         }
     }
 
+    void refreshOnSqlServer_data()
+    {
+        QTest::addColumn<int>("authentication");
+        QTest::addColumn<QString>("password"); // "<right>" for the server's own
+        QTest::addColumn<bool>("listed");
+        QTest::newRow("SQL Server login") << 1 << u"<right>"_s << true;
+        QTest::newRow("wrong password") << 1 << u"not the password"_s << false;
+        QTest::newRow("Windows NT authentication, no domain here") << 0 << QString() << false;
+    }
+
+    // On the SQL Server that VARNEL_TEST_SQLSERVER names ("host,port"; the login from
+    // VARNEL_TEST_SQLSERVER_LOGIN and _PASSWORD): "Refresh" lists its databases, master
+    // among them, or names the server in its message and keeps the list.
+    void refreshOnSqlServer()
+    {
+        QFETCH(int, authentication);
+        QFETCH(QString, password);
+        QFETCH(bool, listed);
+        const QString server = qEnvironmentVariable("VARNEL_TEST_SQLSERVER");
+        if (server.isEmpty()) {
+            QSKIP("VARNEL_TEST_SQLSERVER names no SQL Server");
+        }
+        const QString login = qEnvironmentVariable("VARNEL_TEST_SQLSERVER_LOGIN", u"sa_test"_s);
+        if (password == "<right>"_L1) {
+            password = qEnvironmentVariable("VARNEL_TEST_SQLSERVER_PASSWORD", u"TestPass123"_s);
+        }
+        auto* page = mFixture->open<SelectDatabase>(PageNames::SelectZephrin);
+        QVERIFY(page != nullptr);
+        type(page->DatabaseServerTxt, mServer);
+        PageFixture::click(page->LoadDatabasesBtn);
+        page->AuthenticationRbn[authentication]->click();
+        if (authentication == 1) {
+            type(page->LoginIDTxt, login);
+            type(page->PasswordTxt, password);
+        }
+        type(page->DatabaseServerTxt, server);
+        const QString before = listState(*page);
+        PageFixture::click(page->LoadDatabasesBtn);
+        if (listed) {
+            QCOMPARE(mFixture->prompter().messages(), QStringList());
+            QVERIFY2(items(page->DatabaseCbx).contains(u"master"_s, Qt::CaseInsensitive),
+                     qPrintable(listState(*page)));
+            QCOMPARE(page->DatabaseCbx->currentIndex(), 0);
+            QVERIFY(page->mbDatabasesLoaded);
+        } else {
+            QCOMPARE(mFixture->prompter().messages(),
+                     QStringList{u"Could not connect to database server "_s + server + u'.'});
+            QCOMPARE(listState(*page), before);
+        }
+    }
+
     // Switching the authentication empties the list and the credentials and disables
     // Next, whichever way it goes.
     void authenticationSwitchClears()
