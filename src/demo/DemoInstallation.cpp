@@ -1,5 +1,6 @@
 #include "demo/DemoInstallation.h"
 
+#include "db/ConnectionString.h"
 #include "db/VarnelBuilder.h"
 #include "frame/MigrationError.h"
 #include "reference/DirectoryBuilder.h"
@@ -125,6 +126,15 @@ void removeWritten(const QString& folder, bool createdFolder, bool createdMailFo
     }
 }
 
+// The Directory's connection string as the target's configuration names it on an
+// installation: "Data source=" and "Initial Catalog=", each value ended by ";". The
+// source database page recognises that form only, and then skips the target page.
+QString configuredConnectionString(const QString& folder, const QString& catalog)
+{
+    return QStringLiteral("Provider=SQLOLEDB.1;Data source=%1%2;Initial Catalog=%3;uid=sa;pwd=")
+        .arg(QLatin1String(EmbeddedDataSourcePrefix), folder, catalog);
+}
+
 } // namespace
 
 QString DemoInstallation::SourceFileName()
@@ -172,7 +182,7 @@ DemoInstallation DemoInstallation::Create(const QString& folder, int userCount)
 
         demo.sourceConnectionString = VarnelBuilder::Write(
             demo.folder, QString::fromLatin1(DemoData::SourceDatabase), content.source);
-        demo.directoryConnectionString = DirectoryBuilder::EmbeddedConnectionString(
+        demo.directoryConnectionString = configuredConnectionString(
             demo.folder, QString::fromLatin1(DemoData::DirectoryDatabase));
         DirectoryBuilder::Build(demo.directoryConnectionString, content.directory);
         if (!QDir().mkpath(demo.mailFolder)) {

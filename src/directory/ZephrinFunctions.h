@@ -75,6 +75,9 @@ bool IsMailTransportFailure(long errorNumber);
 // When the account may not create the component, the "Access Denied" message is
 // shown first.
 QString GetProductName();
+// The Directory database's connection string as the target's configuration names it;
+// empty when it names none or cannot be asked.
+QString GetZeCS();
 
 // --- Stores ------------------------------------------------------------------------
 

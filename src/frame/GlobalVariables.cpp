@@ -9,6 +9,7 @@ void GlobalVariables::Reset()
     gbAddStores = false;
     gbNtLogon = false;
     gbNewPasswords = false;
+    gcStoresDetected.clear();
     gbCancel = false;
     glSelectAction = 0;
     gsServiceAccount.clear();

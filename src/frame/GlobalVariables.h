@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 
 // Process-wide values, set once by the page or procedure that owns them and read
@@ -20,6 +21,9 @@ inline bool gbAddStores = false;
 // The source used Windows NT logon, and selected users get new passwords.
 inline bool gbNtLogon = false;
 inline bool gbNewPasswords = false;
+// The mail servers that the last verification found missing as stores, as the store
+// page was given them; entered backwards, it shows those that are not typed yet.
+inline QStringList gcStoresDetected;
 // The login conflict dialog's outcome.
 inline bool gbCancel = false;
 inline int glSelectAction = 0;

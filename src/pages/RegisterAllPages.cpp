@@ -1,11 +1,19 @@
+#include "pages/AddStores.h"
 #include "pages/Introduction.h"
 #include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/SelectVarnel.h"
+#include "pages/SelectZephrin.h"
+#include "pages/Verifier.h"
 
 // One line per page of the wizard.
 void Pages::registerAllPages()
 {
     registerPage(PageNames::Introduction, [] { return new Introduction; });
+    registerPage(PageNames::SelectVarnel, [] { return new SelectVarnel; });
+    registerPage(PageNames::SelectZephrin, [] { return new SelectZephrin; });
+    registerPage(PageNames::Verifier, [] { return new Verifier; });
+    registerPage(PageNames::AddStores, [] { return new AddStores; });
     registerPage(PageNames::MigrateUsers, [] { return new MigrateUsers; });
 }

@@ -8,6 +8,7 @@
 
 #include <QCloseEvent>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QPushButton>
 
 WizardPage::WizardPage(const QString& name, const QString& caption, QWidget* parent)
@@ -93,6 +94,24 @@ void WizardPage::closeEvent(QCloseEvent* event)
     QWidget::closeEvent(event);
 }
 
+void WizardPage::keyPressEvent(QKeyEvent* event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (!enter || (event->modifiers() & ~Qt::KeypadModifier) != Qt::NoModifier) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    // A button with the focus takes the key as a click; text boxes, lists and option
+    // buttons pass it on to the page.
+    auto* focused = qobject_cast<QPushButton*>(focusWidget());
+    QPushButton* target = focused != nullptr ? focused : NextBtn;
+    if (target != nullptr && target->isEnabled() && target->isVisible()) {
+        target->click();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}
+
 QHBoxLayout* WizardPage::createNavigationButtons(Buttons buttons)
 {
     auto* row = new QHBoxLayout;
@@ -117,6 +136,9 @@ QHBoxLayout* WizardPage::createNavigationButtons(Buttons buttons)
     }
     if (buttons.testFlag(CancelButton)) {
         CancelBtn = add("CancelBtn", QStringLiteral("Cancel"), &WizardPage::CancelBtn_Click);
+    }
+    if (NextBtn != nullptr) {
+        NextBtn->setDefault(true);
     }
     return row;
 }

@@ -5,6 +5,7 @@
 #include <functional>
 
 class QHBoxLayout;
+class QKeyEvent;
 class QPushButton;
 
 // A page of the wizard: a window of its own that is deleted when it is closed.
@@ -99,6 +100,10 @@ protected:
 
     // A working page stays open; otherwise closing it unloads it.
     void closeEvent(QCloseEvent* event) override;
+
+    // Return or Enter presses the button that has the focus, else Next when it is
+    // enabled: Next is the page's default button, as in a dialog.
+    void keyPressEvent(QKeyEvent* event) override;
 
     // Creates the navigation buttons the page has, wired to their handlers, and
     // returns the row that holds them at its right end; a page may insert buttons

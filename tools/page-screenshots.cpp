@@ -1,0 +1,199 @@
+// Draws the wizard's pages for the documentation: every page of this build, opened on
+// a new demo installation as the wizard shows it, is grabbed from the screen with its
+// window frame and written to <folder>/<Page>.png. scripts/screenshots runs it under a
+// virtual display with a window manager.
+//
+//   page-screenshots FOLDER [PAGE...]
+//
+// A page added later gets its picture from one more line in shots() below; a page
+// that this build does not register is left out.
+
+#include "db/ConnectionString.h"
+#include "demo/DemoInstallation.h"
+#include "directory/ComponentFactory.h"
+#include "directory/ZephrinFunctions.h"
+#include "frame/Clock.h"
+#include "frame/GlobalVariables.h"
+#include "frame/MigrationError.h"
+#include "frame/Prompter.h"
+#include "frame/StatusHolder.h"
+#include "pages/AddStores.h"
+#include "pages/PageNames.h"
+#include "pages/Pages.h"
+#include "pages/Verifier.h"
+#include "pages/WizardPage.h"
+#include "reference/TargetComponentFactory.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QListWidget>
+#include <QPixmap>
+#include <QPushButton>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QWindow>
+#include <cstdio>
+#include <functional>
+#include <memory>
+
+namespace {
+
+// Message boxes would wait for a person: each is written to the console and answered
+// OK.
+class ConsolePrompter : public Prompter
+{
+public:
+    Answer message(const QString& text, const QString& title, Icon, Buttons buttons,
+                   QWidget*) override
+    {
+        std::fprintf(stderr, "message \"%s\": %s\n", qPrintable(title), qPrintable(text));
+        return buttons == Buttons::YesNo ? Answer::Yes : Answer::Ok;
+    }
+    QString saveFileName(const QString&, const QString&, const QString&, QWidget*) override
+    {
+        return QString();
+    }
+};
+
+// How a page is opened for its picture: restored as the wizard restores it, then
+// prepared (lists filled, a choice made) where the page needs it.
+struct Shot
+{
+    QLatin1String page;
+    WizardPage::Restore restore = WizardPage::Restore::None;
+    std::function<void(WizardPage&)> prepare;
+};
+
+QList<Shot> shots()
+{
+    using Restore = WizardPage::Restore;
+    return {
+        {PageNames::Introduction, Restore::None, {}},
+        {PageNames::SelectVarnel, Restore::Prev, {}},
+        {PageNames::SelectZephrin, Restore::Prev, {}},
+        {PageNames::Verifier, Restore::None,
+         [](WizardPage& page) {
+             if (auto* verifier = qobject_cast<Verifier*>(&page)) {
+                 verifier->Verify();
+             }
+         }},
+        {PageNames::AddStores, Restore::None,
+         [](WizardPage& page) {
+             if (auto* stores = qobject_cast<AddStores*>(&page)) {
+                 stores->setDetectedServers({QStringLiteral("EXCH55"), QStringLiteral("MAIL02"),
+                                             QStringLiteral("MAIL03")});
+                 stores->LoadStateNext();
+                 stores->ServersDetectedLbx->setCurrentRow(1);
+                 stores->ToE2kBtn->click();
+                 stores->ServersDetectedLbx->setCurrentRow(0);
+             }
+         }},
+    };
+}
+
+// Lets the window system catch up: the window mapped, framed and painted.
+void settle(int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < milliseconds) {
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+    }
+}
+
+// The window with the frame the window manager gave it.
+QPixmap grab(WizardPage& page)
+{
+    QScreen* screen = page.screen();
+    const QRect frame = page.frameGeometry();
+    return screen->grabWindow(0, frame.x(), frame.y(), frame.width(), frame.height());
+}
+
+// The wizard's state as the administrator leaves the database pages on the demo: the
+// source with Windows NT authentication, the Directory with a SQL Server login.
+void fillState(const DemoInstallation& demo)
+{
+    const QString server = QStringLiteral("sqlite:") + demo.folder;
+    StatusHolder::SetVarnelDatabase(server, QStringLiteral("Varnel"), 1,
+                                    StatusHolder::WindowsNtAuthentication, QString(), QString(),
+                                    true, demo.sourceConnectionString);
+    StatusHolder::SetZephrinDatabase(
+        server, QStringLiteral("Directory"), 0, StatusHolder::SqlServerAuthentication,
+        QStringLiteral("sa"), QStringLiteral("secret"), true,
+        BuildSqlConnectionString(server, QStringLiteral("Directory"), QStringLiteral("sa"),
+                                 QStringLiteral("secret")));
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("varnel-migrate"));
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.isEmpty()) {
+        std::fputs("usage: page-screenshots FOLDER [PAGE...]\n", stderr);
+        return 2;
+    }
+    const QDir output(arguments.first());
+    const QStringList wanted = arguments.mid(1);
+    if (!QDir().mkpath(output.path())) {
+        std::fprintf(stderr, "%s cannot be made\n", qPrintable(output.path()));
+        return 1;
+    }
+
+    QTemporaryDir work;
+    DemoInstallation demo;
+    try {
+        demo = DemoInstallation::Create(work.filePath(QStringLiteral("demo")));
+    } catch (const MigrationError& error) {
+        std::fprintf(stderr, "%s\n", qPrintable(error.description()));
+        return 1;
+    }
+    // The log of these pages goes to the temporary folder, not beside the program.
+    GlobalVariables::gsProgramFolder = work.path();
+    GlobalVariables::gsLogFileName = QStringLiteral("MigrationLog.log");
+    Components::setFactory(std::make_shared<TargetComponentFactory>(demo.configurationPath));
+    AppPrompter::setPrompter(std::make_shared<ConsolePrompter>());
+    GlobalVariables::gsImportApp = ZephrinFunctions::GetProductName();
+    GlobalVariables::gsExportApp = QStringLiteral("3.1x");
+    fillState(demo);
+    Pages::registerAllPages();
+    const QStringList registered = Pages::registeredNames();
+
+    int written = 0;
+    for (const Shot& shot : shots()) {
+        const QString name(shot.page);
+        if (!registered.contains(name) || (!wanted.isEmpty() && !wanted.contains(name))) {
+            continue;
+        }
+        WizardPage* page = Pages::create(name);
+        if (page == nullptr) {
+            return 1;
+        }
+        if (shot.restore == WizardPage::Restore::Next) {
+            page->LoadStateNext();
+        } else if (shot.restore == WizardPage::Restore::Prev) {
+            page->LoadStatePrev();
+        }
+        page->move(40, 40);
+        page->show();
+        settle(400);
+        if (shot.prepare) {
+            shot.prepare(*page);
+        }
+        page->activateWindow();
+        settle(600);
+        const QString path = output.filePath(name + QStringLiteral(".png"));
+        if (!grab(*page).save(path)) {
+            std::fprintf(stderr, "%s could not be written\n", qPrintable(path));
+            return 1;
+        }
+        std::printf("%s\n", qPrintable(path));
+        ++written;
+        delete page;
+        settle(100);
+    }
+    return written > 0 ? 0 : 1;
+}
