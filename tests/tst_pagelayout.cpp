@@ -1,5 +1,6 @@
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/SelectVarnel.h"
@@ -38,6 +39,14 @@ WizardPage* openFilled(PageFixture& fixture, const QString& name)
         auto* page = fixture.open<Verifier>(PageNames::Verifier);
         if (page != nullptr) {
             page->Verify();
+        }
+        return page;
+    }
+    if (name == PageNames::MigrateUsers) {
+        auto* page = fixture.open<MigrateUsers>(PageNames::MigrateUsers);
+        if (page != nullptr) {
+            // Its longest caption, during the profile phase.
+            page->setDescription(u"Migrating Device Provisioning profiles, please wait."_s);
         }
         return page;
     }
@@ -84,8 +93,9 @@ private slots:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<double>("fontScale");
-        for (const QLatin1String name : {PageNames::SelectVarnel, PageNames::SelectZephrin,
-                                         PageNames::Verifier, PageNames::AddStores}) {
+        for (const QLatin1String name :
+             {PageNames::SelectVarnel, PageNames::SelectZephrin, PageNames::Verifier,
+              PageNames::AddStores, PageNames::MigrateUsers}) {
             for (const double scale : {1.0, 1.5}) {
                 QTest::addRow("%s at %d %%", name.data(), int(scale * 100))
                     << QString(name) << scale;
@@ -131,6 +141,7 @@ private slots:
                            u"E55ServersLbx"_s,      u"PreviousBtn"_s, u"NextBtn"_s,
                            u"CancelBtn"_s};
         QTest::newRow("Verifier: nothing to visit") << u"Verifier"_s << QStringList();
+        QTest::newRow("MigrateUsers: nothing to visit") << u"MigrateUsers"_s << QStringList();
     }
 
     // Tab goes through the controls as they are laid out, top to bottom and left to

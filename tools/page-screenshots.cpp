@@ -18,6 +18,7 @@
 #include "frame/Prompter.h"
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/Verifier.h"
@@ -87,6 +88,17 @@ QList<Shot> shots()
                  stores->ServersDetectedLbx->setCurrentRow(1);
                  stores->ToE2kBtn->click();
                  stores->ServersDetectedLbx->setCurrentRow(0);
+             }
+         }},
+        {PageNames::MigrateUsers, Restore::None,
+         [](WizardPage& page) {
+             // Halfway through the users of the demo.
+             if (auto* run = qobject_cast<MigrateUsers*>(&page)) {
+                 run->setDescription(QStringLiteral("Migrating Users, please wait."));
+                 run->setValue(0);
+                 run->setMinimum(0);
+                 run->setMaximum(50);
+                 run->setValue(23);
              }
          }},
     };
