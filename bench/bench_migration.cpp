@@ -138,7 +138,7 @@ public:
 class GapProgress : public RunProgress
 {
 public:
-    void setDescription(const QString&) override {}
+    void setDescription(const QString& text) override { mDescription = text; }
     void setMinimum(int) override {}
     void setMaximum(int) override {}
     void setValue(int) override {}
@@ -155,15 +155,19 @@ public:
         const qint64 gap = mTimer.nsecsElapsed();
         if (gap > longestGap) {
             longestGap = gap;
+            longestGapWhere =
+                QStringLiteral("before pass %1, \"%2\"").arg(passes + 1).arg(mDescription);
         }
         mTimer.restart();
     }
 
     qint64 longestGap = 0;
+    QString longestGapWhere;
     int passes = 0;
 
 private:
     QElapsedTimer mTimer;
+    QString mDescription;
 };
 
 long peakKilobytes()
@@ -343,8 +347,9 @@ void measure(int count)
     std::printf("  floor              %8lld ms   (%lld Directory rows by plain inserts in one "
                 "transaction)   ratio %.1f\n",
                 floor, floorRows, floor > 0 ? withoutEncoder / double(floor) : 0.0);
-    std::printf("  longest gap between two event passes %.1f ms (%d passes)\n",
-                double(progress.longestGap) / 1e6, progress.passes);
+    std::printf("  longest gap between two event passes %.1f ms (%s; %d passes)\n",
+                double(progress.longestGap) / 1e6, qPrintable(progress.longestGapWhere),
+                progress.passes);
     std::printf("  peak memory %ld MB (before the run %ld MB)\n", memoryAfter / 1024,
                 memoryBefore / 1024);
     std::fflush(stdout);

@@ -3,6 +3,7 @@
 #include "db/UserConflicts.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
+#include "engine/RunProgress.h"
 #include "engine/UserValidation.h"
 #include "frame/CommonFunctions.h"
 #include "frame/GlobalVariables.h"
@@ -181,8 +182,13 @@ void MigrationEngine::GenerateReport()
             }
         }
         if (cMailQueue && cMailQueue->count() > 0) {
+            // The sort is one round through the source database; the window gets its
+            // events before and after it.
+            mProgress.processEvents();
+            const CollectionPtr sorted = sortedMailQueue();
+            mProgress.processEvents();
             report += CRLF + QStringLiteral("Users with changed Login ID and/or password:") + CRLF +
-                      CRLF + StatusReport::ChangeTable(sortedMailQueue());
+                      CRLF + StatusReport::ChangeTable(sorted);
         }
     }
 
