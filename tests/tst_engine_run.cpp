@@ -914,6 +914,28 @@ private slots:
                  QStringList({u"0"_s}));
     }
 
+    // An action code the run does not know writes nothing; the user is listed as not
+    // migrated, and the log says why.
+    void anActionTheRunDoesNotKnow()
+    {
+        RunChoices choices;
+        choices.users = {1};
+        choices.actions = {{1, 9}};
+        const int before = directory(u"SELECT UserID FROM fwtUser"_s).size();
+        QCOMPARE(run(choices), u"\r\nStatus, migrated users:\r\n\r\n"
+                               "0 of 1 user(s) successfully migrated\r\n\r\n"
+                               "1 of 1 user(s) not migrated due to error\r\n\r\n"
+                               "    James Smith\r\n\r\n"
+                               "        Warning(s):\r\n"
+                               "        Error:\r\n\r\n\r\n\r\n\r\n"_s +
+                                   profileLine(0, 0));
+        QCOMPARE(directory(u"SELECT UserID FROM fwtUser"_s).size(), before);
+        QVERIFY(fixture->newLogEntries().contains(
+            u"Action Failed Va User ID: 1 Error Number: 5 Error Description: The action code 9 "
+            "is not one of 0, 1, 2 and 6; nothing was written for this user"_s));
+        QCOMPARE(engine->cMailQueue->count(), 0);
+    }
+
     // When the log cannot be written, a failed user is told in a message box instead.
     void aFailureThatCannotBeLogged()
     {
@@ -985,6 +1007,10 @@ private slots:
             QCOMPARE(!rows.first().value(3).isNull(), browse);
         }
         QCOMPARE(migrated, 46);
+        // The user without a name is migrated as "Unnamed".
+        QCOMPARE(directory(u"SELECT FirstName, LastName FROM fwtUser WHERE LoginID = "
+                           "'frontdesk'"_s),
+                 QStringList({u"Unnamed/"_s}));
         QCOMPARE(directory(u"SELECT COUNT(*) FROM fwtUser"_s), QStringList({u"56"_s}));
         QCOMPARE(directory(u"SELECT COUNT(*) FROM fwtService"_s), QStringList({u"560"_s}));
         QCOMPARE(directory(u"SELECT Name FROM fwtDeviceProfile ORDER BY ProfileID"_s).size(), 5);
