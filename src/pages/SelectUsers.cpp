@@ -60,8 +60,8 @@ void selectRow(QListView* list, int row)
     }
 }
 
-// Takes the values out of a collection whose keys are texts in set, in one pass.
-void removeKeys(const CollectionPtr& collection, const QSet<QString>& keys)
+// Removes the items under the given keys from a collection, in one pass.
+void removeKeys(const CollectionPtr& collection, const QSet<QString>& keys, EventPump& pump)
 {
     Collection kept;
     for (int position = 1; position <= collection->count(); ++position) {
@@ -69,6 +69,7 @@ void removeKeys(const CollectionPtr& collection, const QSet<QString>& keys)
         if (!keys.contains(key)) {
             kept.add(collection->item(position), key);
         }
+        pump.tick();
     }
     *collection = std::move(kept);
 }
@@ -240,6 +241,7 @@ void SelectUsers::LoadStateNext()
         return;
     }
 
+    AppClock::processEvents();
     // Without a conflict result the users cannot be marked, so none is listed.
     CollectionPtr conflicts = mHandedConflicts;
     if (!conflicts) {
@@ -247,8 +249,9 @@ void SelectUsers::LoadStateNext()
             const BusyCursor busy;
             const QString target =
                 StatusHolder::GetZephrinDatabase()->item(StateKeys::ConnectionString).toString();
-            conflicts = AdministrativeDBCon::CheckForUserConflicts(
-                source, ZephrinFunctions::GetDirectoryUsers(target));
+            const CollectionPtr directoryUsers = ZephrinFunctions::GetDirectoryUsers(target);
+            AppClock::processEvents();
+            conflicts = AdministrativeDBCon::CheckForUserConflicts(source, directoryUsers);
         } catch (const MigrationError& error) {
             CommonFunctions::WriteLog(
                 QStringLiteral("SelectUsers: CheckForUserConflicts failed: Error %1: %2")
@@ -265,7 +268,6 @@ void SelectUsers::LoadStateNext()
     }
     const CollectionPtr conflicting = conflicts->collection(RecordKeys::VaUserID);
 
-    EventPump pump;
     QStringList texts;
     texts.reserve(users->count());
     for (const QVariant& value : users->values()) {
@@ -287,7 +289,7 @@ void SelectUsers::LoadStateNext()
         }
         cOldUsers->add(text, text);
         texts.append(text);
-        pump.tick();
+        mPump.tick();
     }
     cAllUsers = users;
     cConflictUsers = conflicts;
@@ -455,13 +457,15 @@ void SelectUsers::applyMoves(QList<PendingMove>& moves)
         marked[move.row] = true;
         texts.insert(move.text);
         moved.append(move.text);
+        mPump.tick();
     }
     mOldModel->removeMarked(marked);
-    removeKeys(cOldUsers, texts);
+    removeKeys(cOldUsers, texts, mPump);
     mMigrateModel->append(moved);
     for (const PendingMove& move : moves) {
         cExportedUsers->add(move.text, move.text);
         recordMovedIn(move.text, move.action);
+        mPump.tick();
     }
     moves.clear();
 }
@@ -480,10 +484,9 @@ void SelectUsers::MigrateAll_Click()
     std::optional<Decision> forAll;
     QList<PendingMove> moves;
     int movedBefore = 0;
-    EventPump pump;
     for (int line = 0; line < lines.size(); ++line) {
         const QString& text = lines.at(line);
-        pump.tick();
+        mPump.tick();
         std::optional<int> action;
         if (cConflictUserNames->contains(text)) {
             --conflictsLeft;
@@ -516,10 +519,9 @@ void SelectUsers::MigrateNone_Click()
     *cExportedUsers = Collection();
     *cConflictDecisions = Collection();
     *cNeedEmail = Collection();
-    EventPump pump;
     for (const QString& text : texts) {
         cOldUsers->add(text, text);
-        pump.tick();
+        mPump.tick();
     }
     mOldModel->append(texts);
 }
@@ -527,7 +529,7 @@ void SelectUsers::MigrateNone_Click()
 // "VaUserIDs": the source user IDs of "Users to Migrate:" in its order; "Actions": the
 // decision of each, 0 for a user without conflict, keyed by the decimal source user
 // ID; "ZeUserIDs": the Directory user IDs of the conflict result, keyed as there.
-CollectionPtr SelectUsers::buildMigrationList() const
+CollectionPtr SelectUsers::buildMigrationList()
 {
     const CollectionPtr vaUserIDs = Collection::create();
     const CollectionPtr actions = Collection::create();
@@ -536,6 +538,7 @@ CollectionPtr SelectUsers::buildMigrationList() const
         const QString key = QString::number(id);
         vaUserIDs->add(id);
         actions->add(cConflictDecisions->value(key, ConflictDecision::CreateNewUser).toInt(), key);
+        mPump.tick();
     }
     const CollectionPtr zeUserIDs = cConflictUsers->contains(RecordKeys::ZeUserID)
                                         ? cConflictUsers->collection(RecordKeys::ZeUserID)
@@ -554,6 +557,7 @@ void SelectUsers::NextBtn_Click()
     QString exported = QStringLiteral("SelectUsers: Exported Users: \r\n");
     for (const QVariant& value : cExportedUsers->values()) {
         exported += value.toString() + QStringLiteral("\r\n");
+        mPump.tick();
     }
     CommonFunctions::WriteLog(exported);
     StatusHolder::SetUserLists(cConflictDecisions, cConflictUsers, cConflictUserNames, cLink,

@@ -2,6 +2,7 @@
 
 #include "frame/Collection.h"
 #include "pages/BackToVarnelPage.h"
+#include "pages/EventPump.h"
 #include "pages/WizardPage.h"
 
 #include <QStringList>
@@ -124,12 +125,14 @@ private:
     void recordMovedOut(const QString& text);
     bool needsEmail(std::optional<int> action) const;
     void applyMoves(QList<PendingMove>& moves);
-    CollectionPtr buildMigrationList() const;
+    CollectionPtr buildMigrationList();
     void connectHandler(QPushButton* button, const char* name, void (SelectUsers::*handler)());
 
     TextListModel* mOldModel = nullptr;
     TextListModel* mMigrateModel = nullptr;
     CollectionPtr mHandedConflicts;
+    // Lets the window handle its events during the loops over every user.
+    EventPump mPump;
     // A failure of LoadStateNext, told once the page is on screen.
     QString mPendingFailure;
 };
