@@ -24,7 +24,7 @@ ConflictDecision::ConflictDecision(QWidget* parent) : QDialog(parent)
     OrientationLbl->setWordWrap(true);
     OrientationLbl->setTextFormat(Qt::PlainText);
     OrientationLbl->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    OrientationLbl->setMinimumWidth(OrientationLbl->fontMetrics().averageCharWidth() * 60);
+    OrientationLbl->setMinimumWidth(OrientationLbl->fontMetrics().averageCharWidth() * 72);
 
     mOptions = new QButtonGroup(this);
     auto* layout = new QVBoxLayout(this);
