@@ -710,9 +710,11 @@ private slots:
             QCOMPARE(asked.icon, Prompter::Icon::Critical);
         }
         QVERIFY(lines(page->OldUsersLbx).isEmpty() && lines(page->Migrate).isEmpty());
-        QCOMPARE(mFixture->logEntries().value(1).section(':', 0, 1),
-                 sourceFails ? u"SelectUsers: GetAllUsers failed"_s
-                             : u"SelectUsers: CheckForUserConflicts failed"_s);
+        const QString failed = sourceFails ? u"SelectUsers: GetAllUsers failed: Error "_s
+                                           : u"SelectUsers: CheckForUserConflicts failed: Error "_s;
+        QCOMPARE(mFixture->logEntries().size(), 2);
+        QVERIFY2(mFixture->logEntries().value(1).startsWith(failed),
+                 qPrintable(mFixture->logEntries().value(1)));
         PageFixture::click(page->MigrateAll);
         PageFixture::click(page->NextBtn);
         QCOMPARE(PageFixture::visible()->objectName(), PageNames::SelectDPProfiles);

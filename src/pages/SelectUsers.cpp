@@ -74,6 +74,15 @@ void removeKeys(const CollectionPtr& collection, const QSet<QString>& keys, Even
     *collection = std::move(kept);
 }
 
+// "Error <number>: <description>" of a failure, as the database or component gave it.
+QString errorText(const std::exception& failure)
+{
+    if (const auto* error = dynamic_cast<const MigrationError*>(&failure)) {
+        return QStringLiteral("Error %1: %2").arg(error->number()).arg(error->description());
+    }
+    return QStringLiteral("Error 0: ") + QString::fromLocal8Bit(failure.what());
+}
+
 QStringList textsOf(const CollectionPtr& collection)
 {
     QStringList texts;
@@ -234,10 +243,9 @@ void SelectUsers::LoadStateNext()
     try {
         const BusyCursor busy;
         users = VarnelDBCon::GetAllUsers(source);
-    } catch (const MigrationError& error) {
-        CommonFunctions::WriteLog(QStringLiteral("SelectUsers: GetAllUsers failed: Error %1: %2")
-                                      .arg(error.number())
-                                      .arg(error.description()));
+    } catch (const std::exception& failure) {
+        CommonFunctions::WriteLog(QStringLiteral("SelectUsers: GetAllUsers failed: ") +
+                                  errorText(failure));
         return;
     }
 
@@ -252,17 +260,13 @@ void SelectUsers::LoadStateNext()
             const CollectionPtr directoryUsers = ZephrinFunctions::GetDirectoryUsers(target);
             AppClock::processEvents();
             conflicts = AdministrativeDBCon::CheckForUserConflicts(source, directoryUsers);
-        } catch (const MigrationError& error) {
+        } catch (const std::exception& failure) {
             CommonFunctions::WriteLog(
-                QStringLiteral("SelectUsers: CheckForUserConflicts failed: Error %1: %2")
-                    .arg(error.number())
-                    .arg(error.description()));
-            mPendingFailure =
-                CommonFunctions::ReplaceAppNames(
-                    QStringLiteral("The login IDs of the <EXAPP> users could not be "
-                                   "compared with the <IMAPP> Directory database, "
-                                   "so no user is listed.")) +
-                QStringLiteral("\r\n\r\nError %1: %2").arg(error.number()).arg(error.description());
+                QStringLiteral("SelectUsers: CheckForUserConflicts failed: ") + errorText(failure));
+            mPendingFailure = CommonFunctions::ReplaceAppNames(QStringLiteral(
+                                  "The login IDs of the <EXAPP> users could not be compared with "
+                                  "the <IMAPP> Directory database, so no user is listed.")) +
+                              QStringLiteral("\r\n\r\n") + errorText(failure);
             return;
         }
     }
