@@ -208,8 +208,6 @@ private slots:
         mFixture->useDemo();
         registerStandIns();
         events.clear();
-        SelectUsers::savedBackToVarnel = false;
-        SelectUsers::emailTemplateEntered = false;
     }
     void cleanup()
     {
