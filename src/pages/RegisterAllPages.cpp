@@ -2,6 +2,7 @@
 #include "pages/Introduction.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/SelectUsers.h"
 #include "pages/SelectVarnel.h"
 #include "pages/SelectZephrin.h"
 #include "pages/Verifier.h"
@@ -14,4 +15,5 @@ void Pages::registerAllPages()
     registerPage(PageNames::SelectZephrin, [] { return new SelectZephrin; });
     registerPage(PageNames::Verifier, [] { return new Verifier; });
     registerPage(PageNames::AddStores, [] { return new AddStores; });
+    registerPage(PageNames::SelectUsers, [] { return new SelectUsers; });
 }
