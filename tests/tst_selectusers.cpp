@@ -569,7 +569,9 @@ private slots:
         for (const QString& text : exported) {
             const QString key = QString::number(idOf(text));
             ids << key;
-            actions << key + '=' + QString::number(decisions->value(key, 0).toInt());
+            // A conflicting user created anew is listed with 6: it is always mailed.
+            const int decided = decisions->value(key, -1).toInt();
+            actions << key + '=' + QString::number(decided == 0 ? 6 : qMax(decided, 0));
         }
         QStringList listedIDs;
         for (const QVariant& id : migrationList->collection(StateKeys::VaUserIDs)->values()) {

@@ -23,7 +23,11 @@ public:
     {
         CreateNewUser = 0,
         UpdateExistingUser = 1,
-        ReplaceExistingUser = 2
+        ReplaceExistingUser = 2,
+        // Not an option of the dialog: the migration list's code for a conflicting user
+        // created as a new user. Its login ID is taken, so it gets a new one, and the
+        // run then always sends it the introduction e-mail that tells it.
+        CreateNewUserAndMail = 6
     };
 
     explicit ConflictDecision(QWidget* parent = nullptr);

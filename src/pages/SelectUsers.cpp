@@ -523,6 +523,8 @@ void SelectUsers::MigrateNone_Click()
 // "VaUserIDs": the source user IDs of "Users to Migrate:" in its order; "Actions": the
 // decision of each, 0 for a user without conflict, keyed by the decimal source user
 // ID; "ZeUserIDs": the Directory user IDs of the conflict result, keyed as there.
+// A conflicting user decided to be created as a new user is listed with 6, so that
+// the run tells it its new login ID even when no new passwords are made.
 CollectionPtr SelectUsers::buildMigrationList()
 {
     const CollectionPtr vaUserIDs = Collection::create();
@@ -531,7 +533,11 @@ CollectionPtr SelectUsers::buildMigrationList()
         const int id = cLink->item(value.toString()).toInt();
         const QString key = QString::number(id);
         vaUserIDs->add(id);
-        actions->add(cConflictDecisions->value(key, ConflictDecision::CreateNewUser).toInt(), key);
+        int action = cConflictDecisions->value(key, ConflictDecision::CreateNewUser).toInt();
+        if (action == ConflictDecision::CreateNewUser && cConflictDecisions->contains(key)) {
+            action = ConflictDecision::CreateNewUserAndMail;
+        }
+        actions->add(action, key);
         mPump.tick();
     }
     const CollectionPtr zeUserIDs = cConflictUsers->contains(RecordKeys::ZeUserID)
