@@ -132,8 +132,7 @@ private slots:
         const QString login = u"varnel_odd_%1"_s.arg(QCoreApplication::applicationPid());
         const QString password = u"a;b}c{d=e"_s;
         const QString master = Engines::sqlServerConnectionString(u"master"_s);
-        DbConnection(master).execute(
-            u"CREATE LOGIN [%1] WITH PASSWORD = '%2'"_s.arg(login, password));
+        Engines::executeOnMaster(u"CREATE LOGIN [%1] WITH PASSWORD = '%2'"_s.arg(login, password));
         QString name;
         try {
             DbConnection connection(BuildSqlConnectionString(

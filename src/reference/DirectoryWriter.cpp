@@ -134,8 +134,8 @@ void DirectoryWriter::refuseTakenLoginID(const QString& loginID, int exceptUserI
         // The number and words of the engine's own unique-key failure.
         throw MigrationError(SqliteUniqueFailure,
                              QStringLiteral("UNIQUE constraint failed: fwtUser.LoginID (\"%1\" "
-                                            "differs from a directory user's login ID only in "
-                                            "letter case or trailing blanks)")
+                                            "is the login ID of another directory user, letter "
+                                            "case and trailing blanks aside)")
                                  .arg(loginID),
                              QStringLiteral("DirectoryUser"));
     }

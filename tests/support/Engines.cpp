@@ -41,6 +41,22 @@ QString sqlServerConnectionString(const QString& database)
                                     sqlServerPassword());
 }
 
+void executeOnMaster(const QString& sql)
+{
+    DbConnection master(sqlServerConnectionString(QStringLiteral("master")));
+    for (int attempt = 1;; ++attempt) {
+        try {
+            master.execute(sql);
+            return;
+        } catch (const MigrationError& error) {
+            if (attempt == 20 || !error.description().contains(QLatin1String("concurrently"))) {
+                throw;
+            }
+            QThread::msleep(100);
+        }
+    }
+}
+
 void addColumn()
 {
     QTest::addColumn<QString>("engine");
@@ -86,8 +102,7 @@ TestDatabase::TestDatabase(const QString& engine, const QString& name) : mEngine
     }
     mName = uniqueServerName(name);
     mConnectionString = Engines::sqlServerConnectionString(mName);
-    DbConnection master(Engines::sqlServerConnectionString(QStringLiteral("master")));
-    master.execute(QStringLiteral("CREATE DATABASE [%1]").arg(mName));
+    Engines::executeOnMaster(QStringLiteral("CREATE DATABASE [%1]").arg(mName));
 }
 
 TestDatabase::~TestDatabase()

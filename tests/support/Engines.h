@@ -47,6 +47,12 @@ QString sqlServerPassword();
 // A connection string to a database of the named server (SQL login).
 QString sqlServerConnectionString(const QString& database);
 
+// Runs a statement that changes the server's catalog (CREATE DATABASE, CREATE LOGIN,
+// ...) on master. CTest runs two test programs at once, and the test server refuses
+// two such changes at the same moment ("tuple concurrently updated"); the statement
+// is then run again.
+void executeOnMaster(const QString& sql);
+
 // In a _data function: the QString column "engine", before the test's own columns.
 void addColumn();
 // In a _data function: one row per available engine, named "<engine>: <name>" (or
