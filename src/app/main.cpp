@@ -2,6 +2,7 @@
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "frame/MigrationError.h"
+#include "frame/Prompter.h"
 #include "pages/Pages.h"
 #include "pages/StartupOptions.h"
 #include "pages/WizardPage.h"
@@ -17,8 +18,9 @@ namespace {
 
 // The components of the reference installation read the configuration file; the
 // SQL Server driver and its login time-out come from it too, when it exists. A file
-// that is missing or unreadable is reported by the introduction page, which then
-// names the product "4.5".
+// that is missing or may not be read makes the introduction page name the product
+// "4.5" (and say "Access Denied" for the latter); a file with a line that cannot be
+// read is reported here, naming the line, before the wizard starts without it.
 void useConfiguration(const QString& path)
 {
     Components::setFactory(std::make_shared<TargetComponentFactory>(path));
@@ -37,7 +39,13 @@ void useConfiguration(const QString& path)
         if (ok && timeout > 0) {
             EngineSettings::giLoginTimeout = timeout;
         }
-    } catch (const MigrationError&) {
+    } catch (const MigrationError& error) {
+        if (error.number() != ErrorNumber::PermissionDenied) {
+            std::fprintf(stderr, "%s\n", qPrintable(error.description()));
+            AppPrompter::prompter().message(error.description(),
+                                            QStringLiteral("Configuration file"),
+                                            Prompter::Icon::Exclamation);
+        }
     }
 }
 
