@@ -341,7 +341,7 @@ void ReferenceMail::SendMail(const QString& recipients, const QString& subject, 
         throw MigrationError(ErrorNumber::InvalidProcedureCall,
                              QStringLiteral("The service account \"%1\" has no e-mail address "
                                             "to send from")
-                                 .arg(account),
+                                 .arg(MailMessage::Shown(account)),
                              source);
     }
     const auto parsedRecipients = MailMessage::ParseRecipients(recipients);
