@@ -64,16 +64,15 @@ bool LockHolder::waitReleased(int milliseconds)
 bool LockHolder::waitFor(const QByteArray& word, int milliseconds)
 {
     const QDeadlineTimer deadline(milliseconds);
-    while (!deadline.hasExpired()) {
+    for (;;) {
         while (mProcess.canReadLine()) {
             if (mProcess.readLine().trimmed() == word) {
                 return true;
             }
         }
-        if (mProcess.state() == QProcess::NotRunning) {
+        if (deadline.hasExpired() || mProcess.state() == QProcess::NotRunning) {
             return false;
         }
         mProcess.waitForReadyRead(static_cast<int>(qMax<qint64>(deadline.remainingTime(), 1)));
     }
-    return false;
 }
