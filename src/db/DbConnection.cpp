@@ -284,7 +284,6 @@ namespace {
 
 // The engine's primary result codes that come from the database file itself.
 constexpr int EmbeddedBusy = 5;
-constexpr int EmbeddedLocked = 6;
 constexpr int EmbeddedReadOnly = 8;
 constexpr int EmbeddedCannotOpen = 14;
 constexpr int EmbeddedNotADatabase = 26;
@@ -302,7 +301,6 @@ void DbConnection::fail(const QSqlError& error) const
     QString description;
     switch (ok ? code : -1) {
     case EmbeddedBusy:
-    case EmbeddedLocked:
         description = QStringLiteral("The database %1 is in use by another program, which keeps "
                                      "it locked; waited %2 seconds for it. Try again when that "
                                      "program has finished (%3)")

@@ -7,8 +7,9 @@
 #include <QFileInfo>
 #include <QStorageInfo>
 
-#ifdef Q_OS_UNIX
 #include <cerrno>
+
+#ifdef Q_OS_UNIX
 #include <fcntl.h>
 #include <unistd.h>
 #endif
