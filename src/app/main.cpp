@@ -7,6 +7,8 @@
 #include "pages/StartupOptions.h"
 #include "pages/WizardPage.h"
 #include "reference/IniConfiguration.h"
+#include "reference/ReferenceMail.h"
+#include "reference/ReferencePasswordEncoder.h"
 #include "reference/TargetComponentFactory.h"
 
 #include <QApplication>
@@ -20,7 +22,8 @@ namespace {
 // SQL Server driver and its login time-out come from it too, when it exists. A file
 // that is missing or may not be read makes the introduction page name the product
 // "4.5" (and say "Access Denied" for the latter); a file with a line that cannot be
-// read is reported here, naming the line, before the wizard starts without it.
+// read, or a setting that is no value, is reported here, naming it, before the
+// wizard starts.
 void useConfiguration(const QString& path)
 {
     Components::setFactory(std::make_shared<TargetComponentFactory>(path));
@@ -39,6 +42,10 @@ void useConfiguration(const QString& path)
         if (ok && timeout > 0) {
             EngineSettings::giLoginTimeout = timeout;
         }
+        // Settings the components would refuse only when first used (the mail
+        // time-out, the password cost) are named now, not in the middle of a run.
+        ReferenceMail mail(path);
+        ReferencePasswordEncoder::ConfiguredIterations(path);
     } catch (const MigrationError& error) {
         if (error.number() != ErrorNumber::PermissionDenied) {
             std::fprintf(stderr, "%s\n", qPrintable(error.description()));
