@@ -255,10 +255,11 @@ private slots:
         QCOMPARE(StatusReport::PadRight(u"abcdef"_s, 5), u"abcdef"_s);
     }
 
-    // A quote in a name breaks the source's sort batch: the table keeps the order the
-    // users were queued in, and the log says why.
-    void aNameTheSortCannotTake()
+    // A source database that cannot be reached for the sort: the table keeps the
+    // order the users were queued in, and the log says why.
+    void aSortThatFails()
     {
+        engine->sVaConnectionString = EmbeddedDatabase::connectionString(folder.path(), u"Gone"_s);
         engine->cMailQueue = Collection::create();
         for (const auto& [first, last, id] :
              {std::tuple{u"Pat"_s, u"O'Brien"_s, 1}, std::tuple{u"Al"_s, u"Adams"_s, 2}}) {
@@ -275,7 +276,8 @@ private slots:
         QFile log(folder.filePath(GlobalVariables::gsLogFileName));
         QVERIFY(log.open(QIODevice::ReadOnly));
         QVERIFY(log.readAll().startsWith(
-            "The users with changed login ID and/or password could not be sorted by name: "));
+            "The users with changed login ID and/or password could not be sorted by name: "
+            "Error Number: -2147467259 Error Description: Cannot open database \"Gone\""));
     }
 
 private:

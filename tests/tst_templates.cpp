@@ -1,6 +1,7 @@
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
 #include "support/Describe.h"
+#include "support/Engines.h"
 #include "support/TargetDirectory.h"
 
 #include <QRegularExpression>
@@ -24,14 +25,17 @@ DirectoryDescription withTemplates()
 
 } // namespace
 
-// Introduction e-mail templates and the link base of a real embedded Directory.
+// Introduction e-mail templates and the link base of a real Directory, on each engine.
 class TestTemplates : public QObject
 {
     Q_OBJECT
 private slots:
+    void chooseAndRead_data() { Engines::rows(); }
+
     void chooseAndRead()
     {
-        TargetDirectory directory(withTemplates());
+        QFETCH(QString, engine);
+        TargetDirectory directory(withTemplates(), engine);
         const QString cs = directory.connectionString();
         const CollectionPtr list = GetTemplateList(cs);
         QCOMPARE(describe(list).replaceInStrings(QRegularExpression(u"\\d+="_s), QString()),
@@ -50,7 +54,7 @@ private slots:
         QCOMPARE(GetTemplateText(cs)->item(u"Subject"_s).toString(), u"Your new account"_s);
 
         // The choice lives in the Directory, so each Directory keeps its own.
-        TargetDirectory second(withTemplates());
+        TargetDirectory second(withTemplates(), engine);
         ChooseTemplate(2, second.connectionString());
         QCOMPARE(GetTemplateText(cs)->item(u"Subject"_s).toString(), u"Your new account"_s);
 
@@ -58,9 +62,12 @@ private slots:
     }
 
     // Nothing chosen, no templates, no base address: each says what is missing.
+    void nothingToRead_data() { Engines::rows(); }
+
     void nothingToRead()
     {
-        TargetDirectory directory;
+        QFETCH(QString, engine);
+        TargetDirectory directory(DirectoryDescription(), engine);
         QCOMPARE(GetTemplateList(directory.connectionString())->collection(u"IDs"_s)->count(), 0);
         try {
             GetTemplateText(directory.connectionString());

@@ -4,6 +4,7 @@
 #include "db/ConnectionString.h"
 #include "db/EmbeddedCollations.h"
 #include "db/EngineSettings.h"
+#include "frame/FileWriting.h"
 #include "frame/MigrationError.h"
 
 #include <QFileInfo>
@@ -20,34 +21,6 @@ QString nextConnectionName()
     return QStringLiteral("migration-%1").arg(++counter);
 }
 
-QString odbcConnectString(const ConnectionParts& parts)
-{
-    QString server = parts.dataSource;
-    QString port;
-    const int comma = server.indexOf(QLatin1Char(','));
-    if (comma >= 0) {
-        port = server.mid(comma + 1).trimmed();
-        server = server.left(comma).trimmed();
-    }
-    QString text =
-        QStringLiteral("DRIVER={%1};SERVER=%2;").arg(EngineSettings::gsOdbcDriver, server);
-    if (!port.isEmpty()) {
-        text += QStringLiteral("PORT=%1;").arg(port);
-    }
-    if (!parts.initialCatalog.isEmpty()) {
-        text += QStringLiteral("DATABASE=%1;").arg(parts.initialCatalog);
-    }
-    if (parts.integratedSecurity) {
-        text += QStringLiteral("Trusted_Connection=Yes;");
-    } else {
-        // Inside braces a closing brace is written twice.
-        QString password = parts.password;
-        password.replace(QLatin1Char('}'), QLatin1String("}}"));
-        text += QStringLiteral("UID=%1;PWD={%2};").arg(parts.userID, password);
-    }
-    return text;
-}
-
 } // namespace
 
 DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(nextConnectionName())
@@ -56,12 +29,22 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
     mEmbedded = parts.isEmbedded();
     if (mEmbedded) {
         const QString file = parts.embeddedFile();
+        mFile = file;
         if (parts.initialCatalog.isEmpty() ||
             (mode == Mode::OpenExisting && !QFileInfo(file).isFile())) {
             throw MigrationError(
                 ProviderFailure,
                 QStringLiteral("Cannot open database \"%1\": no such database in %2")
                     .arg(parts.initialCatalog, parts.embeddedFolder()),
+                QStringLiteral("SQLite"));
+        }
+        // The engine would take an empty file for a new database without tables.
+        if (mode == Mode::OpenExisting && QFileInfo(file).size() == 0) {
+            throw MigrationError(
+                ProviderFailure,
+                QStringLiteral("Cannot open database \"%1\": the file %2 is empty, it holds "
+                               "no database")
+                    .arg(parts.initialCatalog, file),
                 QStringLiteral("SQLite"));
         }
         if (ConnectionReuse::Take(file, mDatabase, mName)) {
@@ -72,8 +55,15 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         mDatabase.setConnectOptions(
             QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(EngineSettings::giEmbeddedBusyTimeout));
     } else {
+        if (parts.dataSource.isEmpty()) {
+            throw MigrationError(ProviderFailure,
+                                 QStringLiteral("The connection string names no database server "
+                                                "(Data Source)"),
+                                 QStringLiteral("Database"));
+        }
+        const QString odbcText = OdbcConnectString(parts, EngineSettings::gsOdbcDriver);
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
-        mDatabase.setDatabaseName(odbcConnectString(parts));
+        mDatabase.setDatabaseName(odbcText);
         const int timeout =
             EngineSettings::giLoginTimeout > 0 ? EngineSettings::giLoginTimeout : 15;
         mDatabase.setConnectOptions(
@@ -92,7 +82,7 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         const QSqlError error = mDatabase.lastError();
         mDatabase = QSqlDatabase();
         QSqlDatabase::removeDatabase(mName);
-        raise(error);
+        fail(error);
     }
     if (mEmbedded) {
         try {
@@ -121,6 +111,19 @@ DbConnection::~DbConnection()
     QSqlDatabase::removeDatabase(mName);
 }
 
+QSqlQuery DbConnection::prepare(const QString& sql)
+{
+    QSqlQuery query(mDatabase);
+    query.setForwardOnly(true);
+    if (!query.prepare(sql)) {
+        if (mEmbedded) {
+            fail(query.lastError());
+        }
+        raise(query.lastError(), sql);
+    }
+    return query;
+}
+
 void DbConnection::run(QSqlQuery& query, const QString& sql, const QVariantList& parameters)
 {
     query.setForwardOnly(true);
@@ -137,7 +140,7 @@ void DbConnection::run(QSqlQuery& query, const QString& sql, const QVariantList&
         }
     }
     if (!ok) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
 }
 
@@ -152,7 +155,7 @@ void DbConnection::readRemainingResults(QSqlQuery& query)
     while (query.nextResult()) {
     }
     if (query.lastError().isValid()) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
 }
 
@@ -187,7 +190,7 @@ QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& p
         rows.append(row);
     }
     if (query.lastError().isValid()) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
     readRemainingResults(query);
     return rows;
@@ -198,11 +201,11 @@ bool DbConnection::hasRow(const QString& sql)
     QSqlQuery query(mDatabase);
     query.setForwardOnly(true);
     if (!query.exec(sql)) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
     const bool found = query.next();
     if (!found && query.lastError().isValid()) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
     readRemainingResults(query);
     return found;
@@ -223,15 +226,25 @@ void DbConnection::executeBatch(const QString& sqlServerText, const QStringList&
 
 void DbConnection::beginTransaction()
 {
-    if (!mDatabase.transaction()) {
-        raise(mDatabase.lastError());
+    if (!mEmbedded) {
+        if (!mDatabase.transaction()) {
+            fail(mDatabase.lastError());
+        }
+        return;
+    }
+    // A plain BEGIN reads first and asks for the write lock only at its first write;
+    // when another program holds that lock then, the engine fails at once instead of
+    // waiting. Taking the lock at the start lets the busy wait apply.
+    QSqlQuery begin(mDatabase);
+    if (!begin.exec(QStringLiteral("BEGIN IMMEDIATE"))) {
+        fail(begin.lastError());
     }
 }
 
 void DbConnection::commit()
 {
     if (!mDatabase.commit()) {
-        raise(mDatabase.lastError());
+        fail(mDatabase.lastError());
     }
 }
 
@@ -259,4 +272,55 @@ void DbConnection::raise(const QSqlError& error, const QString& context)
     const QString source =
         error.driverText().isEmpty() ? QStringLiteral("Database") : error.driverText().trimmed();
     throw MigrationError(errorNumber(error), description, source);
+}
+
+namespace {
+
+// The engine's primary result codes that come from the database file itself.
+constexpr int EmbeddedBusy = 5;
+constexpr int EmbeddedReadOnly = 8;
+constexpr int EmbeddedCannotOpen = 14;
+constexpr int EmbeddedNotADatabase = 26;
+
+} // namespace
+
+void DbConnection::fail(const QSqlError& error) const
+{
+    if (!mEmbedded) {
+        raise(error);
+    }
+    bool ok = false;
+    const int code = error.nativeErrorCode().toInt(&ok) & 0xFF;
+    const QString engineText = error.databaseText().trimmed();
+    QString description;
+    switch (ok ? code : -1) {
+    case EmbeddedBusy:
+        description = QStringLiteral("The database %1 is in use by another program, which keeps "
+                                     "it locked; waited %2 seconds for it. Try again when that "
+                                     "program has finished (%3)")
+                          .arg(mFile)
+                          .arg(EngineSettings::giEmbeddedBusyTimeout / 1000.0)
+                          .arg(engineText);
+        break;
+    case EmbeddedReadOnly:
+    case EmbeddedCannotOpen: {
+        // The engine keeps a journal beside the file while it writes, so a folder that
+        // may not be written to stops a write as surely as a read-only file.
+        const QString why = FileWriting::WhyNotWritable(mFile, true);
+        if (!why.isEmpty()) {
+            description =
+                QStringLiteral("The database file %1 %2 (%3)").arg(mFile, why, engineText);
+        }
+        break;
+    }
+    case EmbeddedNotADatabase:
+        description = QStringLiteral("The file %1 is not a database (%2)").arg(mFile, engineText);
+        break;
+    default:
+        break;
+    }
+    if (description.isEmpty()) {
+        raise(error);
+    }
+    throw MigrationError(errorNumber(error), description, QStringLiteral("SQLite"));
 }

@@ -2,13 +2,13 @@
 
 #include <QList>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QSqlRecord>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
 
 class QSqlError;
-class QSqlQuery;
 
 // One open connection, made from an OLE DB style connection string and closed when
 // the object goes out of scope: every database operation makes its own. A Data
@@ -40,10 +40,16 @@ public:
     QList<QSqlRecord> select(const QString& sql, const QVariantList& parameters = {});
     // Runs one statement and tells whether it returns at least one row, reading no more.
     bool hasRow(const QString& sql);
+    // A statement prepared once and run many times, forward-only like every query
+    // here: on SQL Server a statement that is not would be wrapped in a server cursor,
+    // one more round trip per run, and some servers refuse an INSERT sent that way.
+    QSqlQuery prepare(const QString& sql);
     // Runs a batch: on SQL Server the text is sent whole; on the embedded engine its
     // counterpart statements run one after the other in one transaction.
     void executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements);
 
+    // On the embedded engine the transaction takes the write lock at once, so that
+    // it waits for another program's lock instead of failing halfway.
     void beginTransaction();
     void commit();
     void rollback();
@@ -65,6 +71,9 @@ public:
     // The number and text of a driver failure, as the wizard reports it.
     static long errorNumber(const QSqlError& error);
     [[noreturn]] static void raise(const QSqlError& error, const QString& context = QString());
+    // As raise, but a failure of the embedded engine that comes from its file (locked
+    // by another program, read-only, not a database) says so and names the file.
+    [[noreturn]] void fail(const QSqlError& error) const;
 
 private:
     // Prepares and runs one statement on query, binding the positional parameters.
@@ -75,4 +84,5 @@ private:
     QString mName;
     QSqlDatabase mDatabase;
     bool mEmbedded = false;
+    QString mFile;
 };

@@ -207,9 +207,9 @@ void MigrationEngine::GenerateReport()
 }
 
 // The queued users in name order, sorted by the source database as the change table
-// has always been. When the sort fails (a name with a quote breaks its batch), the
-// users keep the order they were queued in, named "Lastname, Firstname" alike, and
-// the log says why.
+// has always been. When the sort fails (the source cannot be reached), the users keep
+// the order they were queued in, named "Lastname, Firstname" alike, and the log says
+// why: the report never fails.
 CollectionPtr MigrationEngine::sortedMailQueue()
 {
     for (int position = 1; position <= cMailQueue->count(); ++position) {

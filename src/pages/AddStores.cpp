@@ -6,6 +6,7 @@
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
 #include "pages/PageNames.h"
+#include "pages/SelectUsers.h"
 
 #include <QGridLayout>
 #include <QLabel>
@@ -213,8 +214,14 @@ void AddStores::NextBtn_Click()
     CommonFunctions::WriteLog(QStringLiteral("AddStores: E55 Servers: ") + logText(mcE55Servers));
     StatusHolder::SetExchangeServers(mcE2kServers, mcE55Servers);
     const QPoint position = pos();
+    const CollectionPtr conflicts = mcConflicts;
     handOverBackTo(*this, PageNames::SelectUsers, Restore::Next, gbBackToVarnel,
-                   [position](WizardPage& page) { page.move(position); });
+                   [position, conflicts](WizardPage& page) {
+                       page.move(position);
+                       if (auto* users = qobject_cast<SelectUsers*>(&page)) {
+                           users->setConflictResult(conflicts);
+                       }
+                   });
 }
 
 void AddStores::PreviousBtn_Click()

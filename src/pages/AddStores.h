@@ -33,6 +33,9 @@ public:
 
     // The servers that the verification found missing as stores, in its order.
     void setDetectedServers(const QStringList& servers);
+    // The verification's login conflicts, passed on to the user selection page so that
+    // it does not check them again.
+    void setConflictResult(const CollectionPtr& conflicts) { mcConflicts = conflicts; }
 
     void LoadStateNext() override;
     void LoadStatePrev() override;
@@ -66,4 +69,5 @@ private:
     void showDetected(const QStringList& servers);
 
     QStringList mHandedOver;
+    CollectionPtr mcConflicts;
 };

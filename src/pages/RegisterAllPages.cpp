@@ -3,6 +3,7 @@
 #include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/SelectUsers.h"
 #include "pages/SelectVarnel.h"
 #include "pages/SelectZephrin.h"
 #include "pages/Verifier.h"
@@ -15,5 +16,6 @@ void Pages::registerAllPages()
     registerPage(PageNames::SelectZephrin, [] { return new SelectZephrin; });
     registerPage(PageNames::Verifier, [] { return new Verifier; });
     registerPage(PageNames::AddStores, [] { return new AddStores; });
+    registerPage(PageNames::SelectUsers, [] { return new SelectUsers; });
     registerPage(PageNames::MigrateUsers, [] { return new MigrateUsers; });
 }

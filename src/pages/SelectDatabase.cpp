@@ -14,6 +14,7 @@
 #include "pages/HelpForm.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/SelectUsers.h"
 
 #include <QComboBox>
 #include <QFocusEvent>
@@ -385,10 +386,12 @@ void SelectDatabase::openStoresOrUsers(const Verifier& verifier, bool backToVarn
         }
         GlobalVariables::gbAddStores = true;
         const QStringList servers = verifier.gcStoresNotAdded;
+        const CollectionPtr conflicts = verifier.mcConflicts;
         handOverTo<AddStores>(PageNames::AddStores, Restore::Next,
-                              [backToVarnel, &servers](AddStores& page) {
+                              [backToVarnel, &servers, &conflicts](AddStores& page) {
                                   page.setBackToVarnel(backToVarnel);
                                   page.setDetectedServers(servers);
+                                  page.setConflictResult(conflicts);
                               });
         return;
     }
@@ -396,5 +399,12 @@ void SelectDatabase::openStoresOrUsers(const Verifier& verifier, bool backToVarn
         CommonFunctions::WriteLog(usersLogLine);
     }
     GlobalVariables::gbAddStores = false;
-    handOverBackTo(*this, PageNames::SelectUsers, Restore::Next, backToVarnel);
+    // The user selection page takes the conflicts the verification just found.
+    const CollectionPtr conflicts = verifier.mcConflicts;
+    handOverBackTo(*this, PageNames::SelectUsers, Restore::Next, backToVarnel,
+                   [&conflicts](WizardPage& page) {
+                       if (auto* users = qobject_cast<SelectUsers*>(&page)) {
+                           users->setConflictResult(conflicts);
+                       }
+                   });
 }

@@ -7,6 +7,13 @@
 
 #include <QSqlError>
 
+namespace {
+
+// SQLITE_CONSTRAINT_UNIQUE, the number the embedded engine gives a duplicate key.
+constexpr long SqliteUniqueFailure = 2067;
+
+} // namespace
+
 DirectoryWriter::DirectoryWriter(DbConnection& connection) : mConnection(connection) {}
 
 DirectoryWriter::~DirectoryWriter() = default;
@@ -15,6 +22,78 @@ QString DirectoryWriter::text(const QVariant& value)
 {
     const QString result = value.toString();
     return result.isNull() ? QStringLiteral("") : result;
+}
+
+namespace {
+
+// The longest text each position of the user field array may hold. The login ID
+// is held to the 50 characters that the wizard's conflict check can compare.
+int maximumLength(int position)
+{
+    switch (position) {
+    case 8:
+        return 50;
+    case 10:
+    case 11:
+        return 20;
+    case 16:
+        return 50;
+    default:
+        return 255;
+    }
+}
+
+bool holdsControlCharacter(const QString& text)
+{
+    for (const QChar c : text) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F) {
+            return true;
+        }
+    }
+    return false;
+}
+
+[[noreturn]] void refuseField(const QString& description)
+{
+    throw MigrationError(ErrorNumber::InvalidProcedureCall, description,
+                         QStringLiteral("DirectoryUser"));
+}
+
+} // namespace
+
+void DirectoryWriter::checkUserFields(const QVariantList& userFields)
+{
+    const QStringList& columns = userColumns();
+    for (int position = 1; position < qMin(userFields.size(), columns.size()); ++position) {
+        const QVariant value = userFields.at(position);
+        if (value.isNull() || value.typeId() != QMetaType::QString) {
+            continue;
+        }
+        const QString field = columns.at(position);
+        const QString text = value.toString();
+        if (text.contains(QChar(0)) || (position == 8 && holdsControlCharacter(text))) {
+            refuseField(QStringLiteral("The field %1 holds a NUL or another control character, "
+                                       "which the Directory cannot hold")
+                            .arg(field));
+        }
+        if (text.size() > maximumLength(position)) {
+            refuseField(QStringLiteral("The field %1 holds %2 characters; the Directory holds at "
+                                       "most %3")
+                            .arg(field)
+                            .arg(text.size())
+                            .arg(maximumLength(position)));
+        }
+    }
+    // A user's services show the first and last name, with a blank between them.
+    if (userFields.size() > 2 && !userFields.at(1).isNull() && !userFields.at(2).isNull()) {
+        const qsizetype fullName =
+            userFields.at(1).toString().size() + 1 + userFields.at(2).toString().size();
+        if (fullName > 255) {
+            refuseField(QStringLiteral("The fields FirstName and LastName make a full name of %1 "
+                                       "characters; the Directory holds at most 255")
+                            .arg(fullName));
+        }
+    }
 }
 
 const QStringList& DirectoryWriter::userColumns()
@@ -82,15 +161,63 @@ int DirectoryWriter::nextID(const QString& table, const QString& idColumn)
     return found.value()++;
 }
 
+bool DirectoryWriter::loginIDTaken(const QString& loginID, int exceptUserID)
+{
+    QString sql = QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE ");
+    QVariantList values;
+    if (mConnection.isEmbedded()) {
+        // The ASCII characters before the first one beyond ASCII, trailing blanks
+        // dropped: every login ID equal under CI_AS begins with them, in some case.
+        QString prefix;
+        for (const QChar c : loginID) {
+            if (c.unicode() >= 0x80) {
+                break;
+            }
+            prefix += c;
+        }
+        while (prefix.endsWith(QLatin1Char(' '))) {
+            prefix.chop(1);
+        }
+        if (!prefix.isEmpty()) {
+            // The column's NOCASE order keeps them between the prefix and the prefix
+            // followed by the last character there is.
+            sql += QStringLiteral("LoginID >= ? AND LoginID < ? AND ");
+            values << prefix << prefix + QString::fromUcs4(U"\U0010FFFF");
+        }
+        sql += QStringLiteral("LoginID = ? COLLATE CI_AS");
+    } else {
+        sql += QStringLiteral("LoginID = ?");
+    }
+    values << loginID;
+    if (exceptUserID != 0) {
+        sql += QStringLiteral(" AND UserID <> ?");
+        values << exceptUserID;
+    }
+    QSqlQuery& query = prepared(sql, sql);
+    run(query, values);
+    const bool taken = query.next() && query.value(0).toInt() > 0;
+    query.finish();
+    return taken;
+}
+
+void DirectoryWriter::refuseTakenLoginID(const QString& loginID, int exceptUserID)
+{
+    if (mConnection.isEmbedded() && loginIDTaken(loginID, exceptUserID)) {
+        // The number and words of the engine's own unique-key failure.
+        throw MigrationError(SqliteUniqueFailure,
+                             QStringLiteral("UNIQUE constraint failed: fwtUser.LoginID (\"%1\" "
+                                            "is the login ID of another directory user, letter "
+                                            "case and trailing blanks aside)")
+                                 .arg(loginID),
+                             QStringLiteral("DirectoryUser"));
+    }
+}
+
 QSqlQuery& DirectoryWriter::prepared(const QString& key, const QString& sql)
 {
     auto found = mQueries.find(key);
     if (found == mQueries.end()) {
-        auto query = std::make_shared<QSqlQuery>(mConnection.database());
-        if (!query->prepare(sql)) {
-            DbConnection::raise(query->lastError());
-        }
-        found = mQueries.insert(key, query);
+        found = mQueries.insert(key, std::make_shared<QSqlQuery>(mConnection.prepare(sql)));
     }
     return *found.value();
 }
@@ -101,7 +228,7 @@ void DirectoryWriter::run(QSqlQuery& query, const QVariantList& values)
         query.bindValue(index, values.at(index));
     }
     if (!query.exec()) {
-        DbConnection::raise(query.lastError());
+        mConnection.fail(query.lastError());
     }
 }
 
@@ -113,10 +240,12 @@ int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVar
             QStringLiteral("A user is described by 19 fields, not %1").arg(userFields.size()),
             QStringLiteral("DirectoryUser"));
     }
+    checkUserFields(userFields);
     const auto number = [&](int position, int fallback) {
         const QVariant value = userFields.at(position);
         return value.isNull() ? fallback : value.toInt();
     };
+    refuseTakenLoginID(text(userFields.at(8)));
     const int userID = nextID(QStringLiteral("fwtUser"), QStringLiteral("UserID"));
     QSqlQuery& user = prepared(
         QStringLiteral("user"),

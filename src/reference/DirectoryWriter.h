@@ -28,6 +28,18 @@ public:
     // The next free ID of a table.
     int nextID(const QString& table, const QString& idColumn);
 
+    // Whether a directory user other than exceptUserID (0: none) has this login ID,
+    // compared as the server compares it: letter case ignored in every alphabet,
+    // trailing blanks ignored ("ÉMILE" is "émile", "eve " is "eve"). On SQL Server the
+    // column's collation does that; the embedded column is NOCASE (ASCII letters
+    // only, which any SQLite tool understands), so there the CI_AS collation of
+    // EmbeddedCollations decides, after the column's index has narrowed the
+    // candidates to the login IDs that begin with the same ASCII characters.
+    bool loginIDTaken(const QString& loginID, int exceptUserID = 0);
+    // Raises the unique-key failure when the login ID is taken (embedded engine only:
+    // the server's unique constraint raises its own).
+    void refuseTakenLoginID(const QString& loginID, int exceptUserID = 0);
+
     // A new user from its field array (positions 1 to 18) and its service entries;
     // returns the new user ID.
     int insertUser(const QVariantList& userFields, const QList<QVariantList>& services);
@@ -37,6 +49,11 @@ public:
 
     // Text for a column that holds no null: a null value becomes the empty text.
     static QString text(const QVariant& value);
+    // Refuses a user field array that the Directory cannot hold as it is: a text
+    // longer than its column, a NUL in any text, a control character in the login
+    // ID, a full name longer than the services' display name. Null positions are
+    // not checked (an update leaves them as they are). The error names the field.
+    static void checkUserFields(const QVariantList& userFields);
     // The fwtUser column of each position of a user field array, 0 to 18.
     static const QStringList& userColumns();
     // A column value read back as the field array carries it (flags as Booleans).

@@ -4,6 +4,7 @@
 #include "frame/GlobalVariables.h"
 #include "frame/StatusHolder.h"
 #include "pages/Pages.h"
+#include "pages/SelectUsers.h"
 #include "reference/TargetComponentFactory.h"
 
 #include <QAbstractButton>
@@ -23,6 +24,8 @@ PageFixture::PageFixture()
     QStandardPaths::setTestModeEnabled(true);
     StatusHolder::Reset();
     GlobalVariables::Reset();
+    SelectUsers::savedBackToVarnel = false;
+    SelectUsers::emailTemplateEntered = false;
     GlobalVariables::gsProgramFolder = mFolder.path();
     GlobalVariables::gsImportApp = QStringLiteral("Zephrin 4.5");
     GlobalVariables::gsExportApp = QStringLiteral("3.1x");
