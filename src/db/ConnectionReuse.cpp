@@ -9,7 +9,10 @@
 #include <QVariant>
 
 #include <sqlite3.h>
+
+#ifdef Q_OS_UNIX
 #include <sys/stat.h>
+#endif
 
 namespace {
 
@@ -17,8 +20,8 @@ struct Kept
 {
     QSqlDatabase database;
     QString name;
-    dev_t device = 0;
-    ino_t inode = 0;
+    quint64 device = 0;
+    quint64 inode = 0;
 };
 
 int scopes = 0;
@@ -41,8 +44,9 @@ sqlite3* handleOf(const QSqlDatabase& database)
 // The file's identity: a file put in the place of the one a kept connection has open
 // is another database. The kept connection holds the old file open, so its inode is
 // not given to a new file meanwhile.
-bool identify(const QString& file, dev_t& device, ino_t& inode)
+bool identify(const QString& file, quint64& device, quint64& inode)
 {
+#ifdef Q_OS_UNIX
     struct stat status = {};
     if (::stat(QFile::encodeName(file).constData(), &status) != 0) {
         return false;
@@ -50,6 +54,13 @@ bool identify(const QString& file, dev_t& device, ino_t& inode)
     device = status.st_dev;
     inode = status.st_ino;
     return true;
+#else
+    // Without a file's identity to go by, no connection is kept.
+    Q_UNUSED(file);
+    Q_UNUSED(device);
+    Q_UNUSED(inode);
+    return false;
+#endif
 }
 
 void close(Kept& connection)
@@ -99,8 +110,8 @@ bool ConnectionReuse::Take(const QString& file, QSqlDatabase& database, QString&
     }
     Kept connection = found.value();
     kept().erase(found);
-    dev_t device = 0;
-    ino_t inode = 0;
+    quint64 device = 0;
+    quint64 inode = 0;
     if (!identify(file, device, inode) || device != connection.device ||
         inode != connection.inode) {
         close(connection);
@@ -113,6 +124,11 @@ bool ConnectionReuse::Take(const QString& file, QSqlDatabase& database, QString&
 
 void ConnectionReuse::Prepare(QSqlDatabase& database)
 {
+#ifndef Q_OS_UNIX
+    // Write-ahead logging pays only with connections kept between operations.
+    Q_UNUSED(database);
+    return;
+#endif
     if (scopes == 0) {
         return;
     }
