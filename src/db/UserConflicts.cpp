@@ -4,6 +4,7 @@
 #include "db/AdministrativeSql.h"
 #include "db/DbConnection.h"
 #include "db/VarnelSql.h"
+#include "frame/RecordKeys.h"
 
 #include <QSqlError>
 #include <QSqlQuery>
@@ -151,10 +152,10 @@ QList<WorkingUserRow> VarnelUserRows(const CollectionPtr& sourceUsers)
     for (int i = 1; i <= sourceUsers->count(); ++i) {
         const CollectionPtr user = sourceUsers->collection(i);
         WorkingUserRow row;
-        row.userID = user->item(QStringLiteral("UserID")).toInt();
-        row.name = user->item(QStringLiteral("FirstName")).toString() + QLatin1Char(' ') +
-                   user->item(QStringLiteral("LastName")).toString();
-        row.loginID = user->item(QStringLiteral("LoginID")).toString();
+        row.userID = user->item(RecordKeys::UserID).toInt();
+        row.name = user->item(RecordKeys::FirstName).toString() + QLatin1Char(' ') +
+                   user->item(RecordKeys::LastName).toString();
+        row.loginID = user->item(RecordKeys::LoginID).toString();
         rows.append(row);
     }
     return rows;
@@ -166,9 +167,9 @@ QList<WorkingUserRow> ZephrinUserRows(const CollectionPtr& directoryUsers)
     if (!directoryUsers || directoryUsers->isEmpty()) {
         return rows;
     }
-    const CollectionPtr ids = directoryUsers->collection(QStringLiteral("IDs"));
-    const CollectionPtr names = directoryUsers->collection(QStringLiteral("Names"));
-    const CollectionPtr loginIDs = directoryUsers->collection(QStringLiteral("LoginIDs"));
+    const CollectionPtr ids = directoryUsers->collection(RecordKeys::IDs);
+    const CollectionPtr names = directoryUsers->collection(RecordKeys::Names);
+    const CollectionPtr loginIDs = directoryUsers->collection(RecordKeys::LoginIDs);
     rows.reserve(ids->count());
     for (int i = 1; i <= ids->count(); ++i) {
         WorkingUserRow row;
@@ -199,8 +200,8 @@ QStringList SortNames(const CollectionPtr& users)
     names.reserve(users->count());
     for (int i = 1; i <= users->count(); ++i) {
         const CollectionPtr user = users->collection(i);
-        names.append(user->item(QStringLiteral("Lastname")).toString() + QStringLiteral(", ") +
-                     user->item(QStringLiteral("Firstname")).toString());
+        names.append(user->item(RecordKeys::Lastname).toString() + QStringLiteral(", ") +
+                     user->item(RecordKeys::Firstname).toString());
     }
     return names;
 }
@@ -244,11 +245,11 @@ CollectionPtr CheckForUserConflicts(const QString& sourceConnectionString,
         loginIDs->add(pair.value(QStringLiteral("LoginID")).toString(), key);
     }
     const CollectionPtr result = Collection::create();
-    result->add(toVariant(vaUserIDs), QStringLiteral("VaUserID"));
-    result->add(toVariant(zeUserIDs), QStringLiteral("ZeUserID"));
-    result->add(toVariant(vaNames), QStringLiteral("VaName"));
-    result->add(toVariant(zeNames), QStringLiteral("ZeName"));
-    result->add(toVariant(loginIDs), QStringLiteral("LoginID"));
+    result->add(toVariant(vaUserIDs), RecordKeys::VaUserID);
+    result->add(toVariant(zeUserIDs), RecordKeys::ZeUserID);
+    result->add(toVariant(vaNames), RecordKeys::VaName);
+    result->add(toVariant(zeNames), RecordKeys::ZeName);
+    result->add(toVariant(loginIDs), RecordKeys::LoginID);
 
     DropVarnelUsersTable(connection);
     DropZephrinUsersTable(connection);
@@ -283,7 +284,7 @@ CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connect
             const int index = row.value(QStringLiteral("Index")).toInt();
             const QVariant record = users->item(index);
             toCollection(record)->add(row.value(QStringLiteral("UserName")).toString(),
-                                      QStringLiteral("FullName"));
+                                      RecordKeys::FullName);
             sorted->add(record, QString::number(sorted->count() + 1));
         }
     }

@@ -4,6 +4,7 @@
 #include "db/VarnelSql.h"
 #include "frame/CommonFunctions.h"
 #include "frame/MigrationError.h"
+#include "frame/RecordKeys.h"
 
 #include <QDomDocument>
 #include <QSqlError>
@@ -126,10 +127,10 @@ CollectionPtr GetAllUsers(const QString& connectionString)
     const CollectionPtr users = Collection::create();
     for (const QSqlRecord& row : rows) {
         const CollectionPtr user = Collection::create();
-        user->add(row.value(QStringLiteral("UserID")).toInt(), QStringLiteral("UserID"));
-        user->add(textValue(row, QStringLiteral("GivenName")), QStringLiteral("FirstName"));
-        user->add(textValue(row, QStringLiteral("FamilyName")), QStringLiteral("LastName"));
-        user->add(textValue(row, QStringLiteral("LoginID")), QStringLiteral("LoginID"));
+        user->add(row.value(QStringLiteral("UserID")).toInt(), RecordKeys::UserID);
+        user->add(textValue(row, QStringLiteral("GivenName")), RecordKeys::FirstName);
+        user->add(textValue(row, QStringLiteral("FamilyName")), RecordKeys::LastName);
+        user->add(textValue(row, QStringLiteral("LoginID")), RecordKeys::LoginID);
         users->add(toVariant(user));
     }
     return users;
@@ -145,11 +146,11 @@ CollectionPtr GetUserByID(int userID, const QString& connectionString)
     const CollectionPtr user = Collection::create();
     if (!rows.isEmpty()) {
         const QSqlRecord& row = rows.first();
-        user->add(textValue(row, QStringLiteral("GivenName")), QStringLiteral("FirstName"));
-        user->add(textValue(row, QStringLiteral("FamilyName")), QStringLiteral("LastName"));
-        user->add(textValue(row, QStringLiteral("LoginID")), QStringLiteral("LoginID"));
-        user->add(textValue(row, QStringLiteral("Domain")), QStringLiteral("Domain"));
-        user->add(textValue(row, QStringLiteral("Password")), QStringLiteral("Password"));
+        user->add(textValue(row, QStringLiteral("GivenName")), RecordKeys::FirstName);
+        user->add(textValue(row, QStringLiteral("FamilyName")), RecordKeys::LastName);
+        user->add(textValue(row, QStringLiteral("LoginID")), RecordKeys::LoginID);
+        user->add(textValue(row, QStringLiteral("Domain")), RecordKeys::Domain);
+        user->add(textValue(row, QStringLiteral("Password")), RecordKeys::Password);
     }
     return user;
 }
@@ -210,8 +211,7 @@ CollectionPtr GetProvisioningProfiles(const QString& connectionString)
             const CollectionPtr profile = ParseProfileXml(
                 xml.toString(), name, row.value(QStringLiteral("Description")).toString(), &why);
             if (profile) {
-                profiles->add(toVariant(profile),
-                              profile->item(QStringLiteral("ProfileID")).toString());
+                profiles->add(toVariant(profile), profile->item(RecordKeys::ProfileID).toString());
             } else {
                 CommonFunctions::WriteLog(
                     QStringLiteral("VarnelDBCon: Device Provisioning profile \"%1\" skipped: %2")
@@ -273,9 +273,9 @@ CollectionPtr ParseProfileXml(const QString& xml, const QString& name, const QSt
             }
         }
         const QString profileID = NewGuidText();
-        profile->add(profileID, QStringLiteral("ProfileID"));
-        profile->add(name, QStringLiteral("ProfileName"));
-        profile->add(description, QStringLiteral("ProfileDescription"));
+        profile->add(profileID, RecordKeys::ProfileID);
+        profile->add(name, RecordKeys::ProfileName);
+        profile->add(description, RecordKeys::ProfileDescription);
         return profile;
     } catch (const std::exception& failure) {
         return refuse(QString::fromLocal8Bit(failure.what()));

@@ -5,6 +5,7 @@
 #include "directory/ZephrinFunctions.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
+#include "frame/RecordKeys.h"
 
 #include <QRandomGenerator>
 
@@ -118,18 +119,17 @@ bool ZephrinFunctions::MailUser(const CollectionPtr& userRecord, const Collectio
                                  QStringLiteral("Invalid procedure call or argument"),
                                  QStringLiteral("ZephrinFunctions.MailUser"));
         }
-        QString body = templateText->item(QStringLiteral("Body")).toString();
-        const QString login = userRecord->contains(QStringLiteral("LoginIDChanged"))
-                                  ? userRecord->item(QStringLiteral("LoginIDChanged")).toString()
-                                  : userRecord->item(QStringLiteral("LoginID")).toString();
-        const QString password =
-            userRecord->value(QStringLiteral("PasswordClear"), QString()).toString();
-        const QString first = userRecord->item(QStringLiteral("Firstname")).toString();
-        const QString last = userRecord->item(QStringLiteral("Lastname")).toString();
-        const QString address = userRecord->item(QStringLiteral("Email")).toString();
-        const QString subject = templateText->item(QStringLiteral("Subject")).toString();
+        QString body = templateText->item(RecordKeys::Body).toString();
+        const QString login = userRecord->contains(RecordKeys::LoginIDChanged)
+                                  ? userRecord->item(RecordKeys::LoginIDChanged).toString()
+                                  : userRecord->item(RecordKeys::LoginID).toString();
+        const QString password = userRecord->value(RecordKeys::PasswordClear, QString()).toString();
+        const QString first = userRecord->item(RecordKeys::Firstname).toString();
+        const QString last = userRecord->item(RecordKeys::Lastname).toString();
+        const QString address = userRecord->item(RecordKeys::Email).toString();
+        const QString subject = templateText->item(RecordKeys::Subject).toString();
         // The sender is the service account; the template's own sender stays unused.
-        const QString unusedFrom = templateText->item(QStringLiteral("From")).toString();
+        const QString unusedFrom = templateText->item(RecordKeys::From).toString();
         Q_UNUSED(unusedFrom);
 
         body.replace(QStringLiteral("<LoginID>"), login, Qt::CaseSensitive);
@@ -137,7 +137,7 @@ bool ZephrinFunctions::MailUser(const CollectionPtr& userRecord, const Collectio
         body.replace(QStringLiteral("<FirstName>"), first, Qt::CaseSensitive);
         body.replace(QStringLiteral("<LastName>"), last, Qt::CaseSensitive);
         body.replace(QStringLiteral("<WizardURL>"),
-                     linkBase + userRecord->item(QStringLiteral("LanguageID")).toString(),
+                     linkBase + userRecord->item(RecordKeys::LanguageID).toString(),
                      Qt::CaseSensitive);
 
         const QString recipients = address + QStringLiteral("|#|0");

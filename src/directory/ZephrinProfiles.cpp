@@ -3,6 +3,7 @@
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
+#include "frame/RecordKeys.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ QString bearerName(const QString& number)
 
 QString profileName(const CollectionPtr& profile)
 {
-    return profile->value(QStringLiteral("ProfileName")).toString();
+    return profile->value(RecordKeys::ProfileName).toString();
 }
 
 QString requiredValue(const CollectionPtr& profile, const QString& key)
@@ -135,8 +136,8 @@ void ZephrinFunctions::AddDPProfileToDirectory(const QString& directoryConnectio
         for (const QString& field : fieldNames) {
             fieldValues << requiredValue(normalised, field);
         }
-        const QString name = requiredValue(normalised, QStringLiteral("ProfileName"));
-        const QString description = requiredValue(normalised, QStringLiteral("ProfileDescription"));
+        const QString name = requiredValue(normalised, RecordKeys::ProfileName);
+        const QString description = requiredValue(normalised, RecordKeys::ProfileDescription);
         const QString urlValue = requiredValue(normalised, QStringLiteral("UrlValue"));
         const QString wapProxy = requiredValue(normalised, QStringLiteral("WAPProxy"));
 

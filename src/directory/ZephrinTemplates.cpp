@@ -1,6 +1,7 @@
 #include "directory/ComponentFactory.h"
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
+#include "frame/RecordKeys.h"
 
 CollectionPtr ZephrinFunctions::GetTemplateList(const QString& directoryConnectionString)
 {
@@ -15,8 +16,8 @@ CollectionPtr ZephrinFunctions::GetTemplateList(const QString& directoryConnecti
         }
     }
     auto result = Collection::create();
-    result->add(toVariant(ids), QStringLiteral("IDs"));
-    result->add(toVariant(titles), QStringLiteral("Titles"));
+    result->add(toVariant(ids), RecordKeys::IDs);
+    result->add(toVariant(titles), RecordKeys::Titles);
     return result;
 }
 
@@ -31,8 +32,7 @@ CollectionPtr ZephrinFunctions::GetTemplateText(const QString& directoryConnecti
     const auto templates = Components::factory().CreateTemplate();
     const CollectionPtr chosen = templates->ReadTemplate(directoryConnectionString);
     auto text = Collection::create();
-    for (const QString& key :
-         {QStringLiteral("From"), QStringLiteral("Subject"), QStringLiteral("Body")}) {
+    for (const QLatin1String key : {RecordKeys::From, RecordKeys::Subject, RecordKeys::Body}) {
         text->add(chosen->item(key).toString(), key);
     }
     return text;

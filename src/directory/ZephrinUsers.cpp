@@ -4,6 +4,7 @@
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
+#include "frame/RecordKeys.h"
 
 #include <QtMath>
 #include <cmath>
@@ -220,9 +221,9 @@ CollectionPtr ZephrinFunctions::GetDirectoryUsers(const QString& directoryConnec
         loginIDs->add(list.at(8, record).toString(), key);
     }
     auto result = Collection::create();
-    result->add(toVariant(loginIDs), QStringLiteral("LoginIDs"));
-    result->add(toVariant(names), QStringLiteral("Names"));
-    result->add(toVariant(ids), QStringLiteral("IDs"));
+    result->add(toVariant(loginIDs), RecordKeys::LoginIDs);
+    result->add(toVariant(names), RecordKeys::Names);
+    result->add(toVariant(ids), RecordKeys::IDs);
     return result;
 }
 
