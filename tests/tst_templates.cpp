@@ -1,8 +1,11 @@
+#include "db/ConnectionString.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
 #include "support/Describe.h"
 #include "support/TargetDirectory.h"
 
+#include <QCryptographicHash>
+#include <QFile>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -10,6 +13,15 @@ using namespace Qt::Literals::StringLiterals;
 using namespace ZephrinFunctions;
 
 namespace {
+
+// The Directory file's content, to see that reading and choosing leave it as it was.
+QByteArray fileHash(const QString& connectionString)
+{
+    QFile file(ParseConnectionString(connectionString).embeddedFile());
+    return file.open(QIODevice::ReadOnly)
+               ? QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256)
+               : QByteArray();
+}
 
 DirectoryDescription withTemplates()
 {
@@ -37,6 +49,8 @@ private slots:
         QCOMPARE(describe(list).replaceInStrings(QRegularExpression(u"\\d+="_s), QString()),
                  QStringList({"IDs=[1|2]", "Titles=[Welcome|Welcome (short)]"}));
         const CollectionPtr ids = list->collection(u"IDs"_s);
+        const QByteArray before = fileHash(cs);
+        QVERIFY(!before.isEmpty());
 
         ChooseTemplate(ids->item(2).toInt(), cs);
         QCOMPARE(
@@ -49,10 +63,15 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(MigrationError, ChooseTemplate(9, cs));
         QCOMPARE(GetTemplateText(cs)->item(u"Subject"_s).toString(), u"Your new account"_s);
 
-        // The choice lives in the Directory, so each Directory keeps its own.
+        // Choosing happens before the run, so it writes nothing into the Directory.
+        QCOMPARE(fileHash(cs), before);
+
+        // Each Directory keeps its own choice.
         TargetDirectory second(withTemplates());
         ChooseTemplate(2, second.connectionString());
         QCOMPARE(GetTemplateText(cs)->item(u"Subject"_s).toString(), u"Your new account"_s);
+        QCOMPARE(GetTemplateText(second.connectionString())->item(u"Subject"_s).toString(),
+                 u"Account"_s);
 
         QCOMPARE(GetWizardLinkBase(cs), u"https://zephrin.example.com/gettingstarted.asp?lang="_s);
     }
