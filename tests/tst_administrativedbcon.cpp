@@ -5,6 +5,7 @@
 #include "db/VarnelBuilder.h"
 #include "frame/MigrationError.h"
 #include "support/EmbeddedDatabase.h"
+#include "support/Engines.h"
 
 #include <QDir>
 #include <QFile>
@@ -68,27 +69,51 @@ private slots:
                  QStringList());
     }
 
+    // A new database shows in the list of its server (or folder).
+    void listing_data() { Engines::rows(); }
+
+    void listing()
+    {
+        QFETCH(QString, engine);
+        TestDatabase database(engine);
+        database.make({});
+        const QStringList names =
+            AdministrativeDBCon::GetDatabases(database.connectionStringOf(u"master"_s));
+        QVERIFY2(names.contains(database.name()), qPrintable(names.join(',')));
+        QVERIFY(database.isEmbedded() || names.contains(u"master"_s));
+    }
+
     void listingFailures_data()
     {
         QTest::addColumn<QString>("connectionString");
         QTest::addColumn<QString>("sourceTail");
+        QTest::addColumn<long>("number"); // 0: any
         QTest::newRow("no server, SQL login")
-            << BuildSqlConnectionString(NoServer, "master", "sa", "pw") << "";
+            << BuildSqlConnectionString(NoServer, "master", "sa", "pw") << "" << 0L;
         QTest::newRow("no server, trusted")
-            << BuildTrustedConnectionString(NoServer, "master") << "";
+            << BuildTrustedConnectionString(NoServer, "master") << "" << 0L;
         QTest::newRow("missing folder")
-            << connectionString("/nonexistent/folder/x", "master") << "SQLite";
+            << connectionString("/nonexistent/folder/x", "master") << "SQLite" << 0L;
+        if (Engines::sqlServerNamed()) {
+            // The login error, not an empty list.
+            QTest::newRow("sqlserver: wrong password")
+                << BuildSqlConnectionString(Engines::sqlServerAddress(), u"master"_s,
+                                            Engines::sqlServerLogin(), u"wrong"_s)
+                << "" << 18456L;
+        }
     }
 
     void listingFailures()
     {
         QFETCH(QString, connectionString);
         QFETCH(QString, sourceTail);
+        QFETCH(long, number);
         try {
             AdministrativeDBCon::GetDatabases(connectionString);
             QFAIL("GetDatabases returned without a server");
         } catch (const MigrationError& error) {
             QVERIFY(error.number() != 0);
+            QVERIFY(number == 0 || error.number() == number);
             QVERIFY(!error.description().isEmpty());
             const QString prefix = u"AdministrativeDBCon.GetDatabases - "_s;
             QVERIFY2(error.source().startsWith(prefix), qPrintable(error.source()));
@@ -100,21 +125,24 @@ private slots:
 
     void exportCheck_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QString>("kind");
         QTest::addColumn<bool>("expected");
-        QTest::newRow("users with settings") << "full" << true;
-        QTest::newRow("empty user table") << "no users" << false;
-        QTest::newRow("users without settings") << "no settings" << false;
-        QTest::newRow("settings without user values") << "no user settings" << false;
-        QTest::newRow("tables missing") << "empty database" << false;
-        QTest::newRow("no such database") << "missing file" << false;
-        QTest::newRow("no server") << "no server" << false;
+        Engines::newRows("users with settings", u"full"_s, true);
+        Engines::newRows("empty user table", u"no users"_s, false);
+        Engines::newRows("users without settings", u"no settings"_s, false);
+        Engines::newRows("settings without user values", u"no user settings"_s, false);
+        Engines::newRows("tables missing", u"empty database"_s, false);
+        Engines::newRows("no such database", u"missing database"_s, false);
+        QTest::newRow("no server") << Engines::Embedded << u"no server"_s << false;
     }
 
     void exportCheck()
     {
+        QFETCH(QString, engine);
         QFETCH(QString, kind);
-        QString cs = connectionString(mDir->path(), u"Varnel"_s);
+        TestDatabase database(engine);
+        QString cs = database.connectionString();
         VarnelSourceUser ann;
         ann.userID = 1;
         ann.loginID = u"ann"_s;
@@ -129,60 +157,86 @@ private slots:
             source.settingNames = {u"UserLogin"_s};
         }
         if (kind == QLatin1String("empty database")) {
-            make(mDir->path(), u"Varnel"_s, {});
+            database.make({});
         } else if (kind == QLatin1String("no server")) {
             cs = BuildSqlConnectionString(NoServer, "Varnel", "sa", QString());
-        } else if (kind != QLatin1String("missing file")) {
+        } else if (kind == QLatin1String("missing database")) {
+            cs = database.connectionStringOf(u"NoSuchVarnel"_s);
+        } else {
             VarnelBuilder::WriteTo(cs, source);
         }
         QTEST(AdministrativeDBCon::CheckExportDatabase(cs), "expected");
-        QVERIFY(kind != QLatin1String("missing file") ||
-                !QFile::exists(mDir->filePath(u"Varnel.sqlite"_s)));
+        // A missing embedded database is not created by the check.
+        QVERIFY(!ParseConnectionString(cs).isEmbedded() ||
+                kind != QLatin1String("missing database") ||
+                !QFile::exists(ParseConnectionString(cs).embeddedFile()));
     }
 
+    // The mark of a Directory: the stored procedure fwupDirectoryStoresGet on SQL
+    // Server, a row of the table sysprocedures on the embedded engine.
     void importCheck_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QStringList>("statements");
         QTest::addColumn<bool>("expected");
-        const QString markTable = u"CREATE TABLE sysprocedures (name TEXT)"_s;
-        const auto mark = [](const char* name) {
-            return u"INSERT INTO sysprocedures VALUES ('%1')"_s.arg(name);
-        };
-        const QStringList directoryTables = {
-            u"CREATE TABLE fwtUser (UserID INTEGER PRIMARY KEY, LoginID TEXT)"_s,
-            u"CREATE TABLE fwupDirectoryStoresGet (StoreID INTEGER)"_s};
-
-        QTest::newRow("marked Directory")
-            << QStringList{markTable, mark("fwupUserGet"), mark("fwupDirectoryStoresGet")} << true;
-        QTest::newRow("mark in other case")
-            << QStringList{markTable, mark("FWUPDIRECTORYSTORESGET")} << true;
-        QTest::newRow("same tables, empty mark table")
-            << (QStringList{markTable} + directoryTables) << false;
-        QTest::newRow("other procedures only")
-            << QStringList{markTable, mark("fwupDirectoryStores")} << false;
-        QTest::newRow("same tables, no mark table") << directoryTables << false;
+        for (const QString& engine : Engines::available()) {
+            const bool embedded = engine == Engines::Embedded;
+            const QString markTable = u"CREATE TABLE sysprocedures (name TEXT)"_s;
+            const auto mark = [&](const char* name) {
+                return embedded ? u"INSERT INTO sysprocedures VALUES ('%1')"_s.arg(name)
+                                : u"CREATE PROCEDURE dbo.%1 AS SELECT 1"_s.arg(name);
+            };
+            const QStringList directoryTables = {
+                u"CREATE TABLE fwtUser (UserID INTEGER PRIMARY KEY, LoginID %1)"_s.arg(
+                    embedded ? u"TEXT"_s : u"nvarchar(255)"_s),
+                u"CREATE TABLE fwupDirectoryStoresGet (StoreID INTEGER)"_s};
+            const QStringList marks = embedded ? QStringList{markTable} : QStringList{};
+            const auto row = [&](const char* name) -> QTestData& {
+                return QTest::newRow(qPrintable(engine + u": "_s + QLatin1String(name))) << engine;
+            };
+            row("marked Directory")
+                << marks + QStringList{mark("fwupUserGet"), mark("fwupDirectoryStoresGet")} << true;
+            row("mark in other case")
+                << marks + QStringList{mark("FWUPDIRECTORYSTORESGET")} << true;
+            row("same tables, no mark") << marks + directoryTables << false;
+            row("other procedures only")
+                << marks + QStringList{mark("fwupDirectoryStores")} << false;
+            if (embedded) {
+                row("same tables, no mark table") << directoryTables << false;
+            }
+        }
     }
 
     void importCheck()
     {
+        QFETCH(QString, engine);
         QFETCH(QStringList, statements);
-        const QString cs = make(mDir->path(), u"Directory"_s, statements);
-        QTEST(AdministrativeDBCon::CheckImportDatabase(cs), "expected");
+        TestDatabase database(engine, u"Directory"_s);
+        database.make(statements);
+        QTEST(AdministrativeDBCon::CheckImportDatabase(database.connectionString()), "expected");
         // Neither a missing database (which is not created) nor a missing server passes.
-        QVERIFY(QFile::remove(mDir->filePath(u"Directory.sqlite"_s)));
-        QVERIFY(!AdministrativeDBCon::CheckImportDatabase(cs));
-        QVERIFY(!QFile::exists(mDir->filePath(u"Directory.sqlite"_s)));
+        const QString missing = database.connectionStringOf(u"NoSuchDirectory"_s);
+        QVERIFY(!AdministrativeDBCon::CheckImportDatabase(missing));
+        QVERIFY(!ParseConnectionString(missing).isEmbedded() ||
+                !QFile::exists(ParseConnectionString(missing).embeddedFile()));
         QVERIFY(!AdministrativeDBCon::CheckImportDatabase(
             BuildTrustedConnectionString(NoServer, u"Directory"_s)));
     }
 
+    void workingTables_data() { Engines::rows(); }
+
     void workingTables()
     {
-        const QString cs = VarnelBuilder::Write(mDir->path(), u"Varnel"_s, {});
+        QFETCH(QString, engine);
+        TestDatabase database(engine);
+        VarnelBuilder::WriteTo(database.connectionString(), {});
+        const QString cs = database.connectionString();
         {
             DbConnection connection(cs);
             // A leftover with other columns and rows is replaced.
-            connection.execute(u"CREATE TABLE MT_VarnelUsers (x TEXT)"_s);
+            connection.execute(database.isEmbedded()
+                                   ? u"CREATE TABLE MT_VarnelUsers (x TEXT)"_s
+                                   : u"CREATE TABLE MT_VarnelUsers (x nvarchar(20))"_s);
             connection.execute(u"INSERT INTO MT_VarnelUsers VALUES ('left over')"_s);
             AdministrativeDBCon::CreateVarnelUsersTable(connection);
             AdministrativeDBCon::CreateZephrinUsersTable(connection);
@@ -195,14 +249,14 @@ private slots:
                                                    "LoginID) VALUES (1, 'x', ?)"_s,
                                                    {QString(51, QLatin1Char('a'))}));
         }
-        QVERIFY(tables(cs).contains(u"MT_ZephrinUsers"_s));
+        QVERIFY(database.tables().contains(u"MT_ZephrinUsers"_s));
         {
             DbConnection connection(cs);
             AdministrativeDBCon::DropVarnelUsersTable(connection);
             AdministrativeDBCon::DropZephrinUsersTable(connection);
             AdministrativeDBCon::DropZephrinUsersTable(connection);
         }
-        const QStringList names = tables(cs);
+        const QStringList names = database.tables();
         QVERIFY(!names.contains(u"MT_VarnelUsers"_s));
         QVERIFY(!names.contains(u"MT_ZephrinUsers"_s));
     }

@@ -1,9 +1,12 @@
 #include "db/AdministrativeDBCon.h"
+#include "db/UserConflicts.h"
+#include "db/VarnelBuilder.h"
 #include "directory/ComponentFactory.h"
 #include "directory/DefaultServices.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
 #include "support/Describe.h"
+#include "support/Engines.h"
 #include "support/TargetDirectory.h"
 
 #include <QTest>
@@ -65,20 +68,23 @@ const QString userRowSql =
 
 } // namespace
 
-// Users written into a real embedded Directory through the reference installation,
-// and the Directory that the builder writes.
+// Users written into a real Directory through the reference installation, and the
+// Directory that the builder writes, on each engine.
 class TestDirectoryUsers : public QObject
 {
     Q_OBJECT
 private slots:
+    void builtDirectory_data() { Engines::rows(); }
+
     void builtDirectory()
     {
+        QFETCH(QString, engine);
         DirectoryDescription description = twoStores({u"nomail"_s});
         description.users.last().mailServer.clear();
         description.users << TargetDirectory::user(u"Anna"_s, u"Li"_s, u"AnLi"_s, u"mail01"_s);
         description.serviceAccount = u"MAIL01;svc;svc@example.com"_s;
         description.serviceAccountName = u"svc"_s;
-        TargetDirectory directory(description);
+        TargetDirectory directory(description, engine);
 
         // The mark that the wizard's identity check looks for.
         QVERIFY(AdministrativeDBCon::CheckImportDatabase(directory.connectionString()));
@@ -100,23 +106,25 @@ private slots:
 
     void newUserRowAndServices_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QString>("server");
         QTest::addColumn<int>("storeID");
         QTest::addColumn<QString>("graphics");
         QTest::addColumn<QString>("graphicsOn"); // as stored
-        QTest::newRow("same name") << u"MAIL01"_s << 2 << u"on"_s << u"1"_s;
-        QTest::newRow("other case") << u"exch1"_s << 1 << u"ON"_s << u"1"_s;
-        QTest::newRow("with domain") << u"mail01.corp.example.com"_s << 2 << u"1"_s << u"0"_s;
-        QTest::newRow("unknown") << u"mail99"_s << -1 << u"off"_s << u"0"_s;
+        Engines::newRows("same name", u"MAIL01"_s, 2, u"on"_s, u"1"_s);
+        Engines::newRows("other case", u"exch1"_s, 1, u"ON"_s, u"1"_s);
+        Engines::newRows("with domain", u"mail01.corp.example.com"_s, 2, u"1"_s, u"0"_s);
+        Engines::newRows("unknown", u"mail99"_s, -1, u"off"_s, u"0"_s);
     }
 
     void newUserRowAndServices()
     {
+        QFETCH(QString, engine);
         QFETCH(QString, server);
         QFETCH(int, storeID);
         QFETCH(QString, graphics);
         QFETCH(QString, graphicsOn);
-        TargetDirectory directory(twoStores());
+        TargetDirectory directory(twoStores(), engine);
         NewUser user;
         user.server = server;
         user.graphics = graphics;
@@ -138,9 +146,12 @@ private slots:
             expected);
     }
 
+    void serviceSettingsInOrder_data() { Engines::rows(); }
+
     void serviceSettingsInOrder()
     {
-        TargetDirectory directory(twoStores());
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores(), engine);
         NewUser user;
         QVERIFY2(user.add(directory).ok, qPrintable(user.errorDescription));
 
@@ -200,25 +211,39 @@ private slots:
 
     void takenLoginMadeUnique_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QString>("firstName");
+        QTest::addColumn<QString>("loginID");
         QTest::addColumn<QStringList>("taken");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("free") << u"Anna"_s << QStringList{"other"} << u"annali"_s;
-        QTest::newRow("taken in other case") << u"Anna"_s << QStringList{"ANNALI"} << u"AnLi0"_s;
-        QTest::newRow("AnLi0 taken too")
-            << u"Anna"_s << QStringList{"annali", "AnLi0"} << u"AnLi1"_s;
-        QTest::newRow("short names") << u"J"_s << QStringList{"annali"} << u"JLi0"_s;
+        Engines::newRows("free", u"Anna"_s, u"annali"_s, QStringList{"other", "annal"},
+                         u"annali"_s);
+        Engines::newRows("taken in other case", u"Anna"_s, u"annali"_s, QStringList{"ANNALI"},
+                         u"AnLi0"_s);
+        Engines::newRows("AnLi0 taken too", u"Anna"_s, u"annali"_s, QStringList{"annali", "AnLi0"},
+                         u"AnLi1"_s);
+        Engines::newRows("short names", u"J"_s, u"annali"_s, QStringList{"annali"}, u"JLi0"_s);
+        // The server's comparison ignores letter case beyond ASCII and trailing blanks
+        // too; an accent alone makes another login ID.
+        Engines::newRows("accented capitals", u"\u00c9mile"_s, u"\u00c9MILE"_s,
+                         QStringList{u"\u00e9mile"_s}, u"\u00c9mLi0"_s);
+        Engines::newRows("trailing blank", u"Anna"_s, u"annali"_s, QStringList{"annali "},
+                         u"AnLi0"_s);
+        Engines::newRows("accent differs", u"Emile"_s, u"emile"_s, QStringList{u"\u00e9mile"_s},
+                         u"emile"_s);
     }
 
     void takenLoginMadeUnique()
     {
+        QFETCH(QString, engine);
         QFETCH(QString, firstName);
+        QFETCH(QString, loginID);
         QFETCH(QStringList, taken);
-        TargetDirectory directory(twoStores(taken));
+        TargetDirectory directory(twoStores(taken), engine);
         NewUser user;
         user.firstName = firstName;
         user.lastName = u"Li"_s;
-        user.loginID = u"annali"_s;
+        user.loginID = loginID;
         QVERIFY2(user.add(directory).ok, qPrintable(user.errorDescription));
         QTEST(user.loginID, "expected");
         QTEST(directory.scalar(u"SELECT LoginID FROM fwtUser WHERE UserID = ?"_s, {user.userID})
@@ -226,10 +251,45 @@ private slots:
               "expected");
     }
 
+    // A made-unique login keeps the Directory usable for the next conflict check: had
+    // "\u00c9MILE" gone in beside "\u00e9mile", the source user "emile" would match both and
+    // the check would fail on the duplicate key.
+    void conflictCheckAfterAccentedLogin_data() { Engines::rows(); }
+
+    void conflictCheckAfterAccentedLogin()
+    {
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores({u"\u00e9mile"_s}), engine);
+        NewUser user;
+        user.firstName = u"\u00c9mile"_s;
+        user.lastName = u"Zola"_s;
+        user.loginID = u"\u00c9MILE"_s;
+        QVERIFY2(user.add(directory).ok, qPrintable(user.errorDescription));
+        QCOMPARE(user.loginID, u"\u00c9mZo0"_s);
+
+        TestDatabase source(engine);
+        VarnelSourceUser emile;
+        emile.userID = 7;
+        emile.givenName = u"\u00c9mile"_s;
+        emile.familyName = u"Zola"_s;
+        emile.loginID = u"\u00c9MILE"_s;
+        VarnelSource varnel;
+        varnel.users = {emile};
+        VarnelBuilder::WriteTo(source.connectionString(), varnel);
+        const CollectionPtr conflicts = AdministrativeDBCon::CheckForUserConflicts(
+            source.connectionString(),
+            ZephrinFunctions::GetDirectoryUsers(directory.connectionString()));
+        QCOMPARE(describe(conflicts->collection(u"ZeName"_s)), QStringList{u"7=Y X"_s});
+        QCOMPARE(describe(conflicts->collection(u"LoginID"_s)), QStringList{u"7=\u00c9MILE"_s});
+    }
+
     // The procedures that return a flag hand back what went wrong and write nothing.
+    void failuresHandedBack_data() { Engines::rows(); }
+
     void failuresHandedBack()
     {
-        TargetDirectory directory;
+        QFETCH(QString, engine);
+        TargetDirectory directory(DirectoryDescription(), engine);
         NewUser badLanguage;
         badLanguage.language = u"english"_s;
         QVERIFY(!badLanguage.add(directory).ok);
@@ -255,9 +315,12 @@ private slots:
         QCOMPARE(number, ErrorNumber::CannotCreateComponent);
     }
 
+    void defaultServiceIsMail_data() { Engines::rows(); }
+
     void defaultServiceIsMail()
     {
-        TargetDirectory directory(twoStores());
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores(), engine);
         NewUser first;
         NewUser second;
         second.loginID = u"other"_s;
@@ -274,9 +337,12 @@ private slots:
                  "WHERE UserID = 42"_s);
     }
 
+    void updateKeepsServicesAndUntouchedFields_data() { Engines::rows(); }
+
     void updateKeepsServicesAndUntouchedFields()
     {
-        TargetDirectory directory(twoStores());
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores(), engine);
         NewUser user;
         QVERIFY(user.add(directory).ok);
         directory.execute(u"UPDATE fwtUser SET Option12 = 5, Option13 = 6, Option14 = 7"_s);
@@ -300,9 +366,36 @@ private slots:
             QStringList{"Jon/Smyth/jsmith/new-pw/1031/48/yy-mm-dd/hh:mm/555/0/0/0/5/6/0/1/(null)"});
     }
 
+    // An update that would give a user another user's login ID (in other letter case)
+    // is refused, as the server's unique constraint refuses it; the numbers differ:
+    // 2627 is the server's duplicate key, 2067 the embedded engine's.
+    void updateToTakenLoginRefused_data() { Engines::rows(); }
+
+    void updateToTakenLoginRefused()
+    {
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores({u"\u00e9mile"_s}), engine);
+        NewUser user;
+        QVERIFY(user.add(directory).ok);
+        QString login = u"\u00c9MILE"_s;
+        long number = 0;
+        QString description;
+        QVERIFY(!ZephrinFunctions::UpdateUser(user.userID, u"John"_s, u"Smith"_s, QString(),
+                                              QString(), QString(), u"1033"_s, 24, login, QString(),
+                                              QString(), u"on"_s, true, 0,
+                                              directory.connectionString(), number, description));
+        QCOMPARE(number, directory.isEmbedded() ? 2067L : 2627L);
+        QCOMPARE(directory.scalar(u"SELECT LoginID FROM fwtUser WHERE UserID = ?"_s, {user.userID})
+                     .toString(),
+                 u"jsmith"_s);
+    }
+
+    void deleteRemovesUserAndServices_data() { Engines::rows(); }
+
     void deleteRemovesUserAndServices()
     {
-        TargetDirectory directory(twoStores({u"keep"_s}));
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores({u"keep"_s}), engine);
         NewUser user;
         QVERIFY(user.add(directory).ok);
         long number = 0;
@@ -330,12 +423,15 @@ private slots:
                                          "47>48", "49>49"}));
     }
 
+    void directoryUsersAndLanguages_data() { Engines::rows(); }
+
     void directoryUsersAndLanguages()
     {
+        QFETCH(QString, engine);
         DirectoryDescription description;
         description.users << TargetDirectory::user(u"Anna"_s, u"Li"_s, u"AnLi"_s)
                           << TargetDirectory::user(u"Bert"_s, u"Bakker"_s, u"bbakker"_s);
-        TargetDirectory directory(description);
+        TargetDirectory directory(description, engine);
         QCOMPARE(describe(ZephrinFunctions::GetDirectoryUsers(directory.connectionString())),
                  QStringList({"LoginIDs=[1=AnLi|2=bbakker]", "Names=[1=Li Anna|2=Bakker Bert]",
                               "IDs=[1=1|2=2]"}));

@@ -1,3 +1,4 @@
+#include "support/Engines.h"
 #include "support/SmtpServer.h"
 
 #include "directory/ComponentFactory.h"
@@ -318,12 +319,17 @@ private slots:
 
     // Against the real server: a stored account that does not answer gives way to the
     // account of the configured name; when nothing answers the earlier account stays.
+    // The accounts are read from a Directory on each engine.
+    void findServiceAccount_data() { Engines::rows(); }
+
     void findServiceAccount()
     {
+        QFETCH(QString, engine);
         DirectoryDescription description;
         description.serviceAccount = u"127.0.0.1:%1;svc;svc@example.com"_s.arg(deadPort());
         description.serviceAccountName = u"mailer@example.com"_s;
-        const QString cs = DirectoryBuilder::EmbeddedConnectionString(mDir->path());
+        TestDatabase directory(engine, u"Directory"_s);
+        const QString cs = directory.connectionString();
         DirectoryBuilder::Build(cs, description);
         const QString port = QString::number(mServer->port());
 

@@ -1,6 +1,7 @@
 #include "directory/ZephrinFunctions.h"
 #include "frame/MigrationError.h"
 #include "support/Describe.h"
+#include "support/Engines.h"
 #include "support/TargetDirectory.h"
 
 #include <QTest>
@@ -47,7 +48,7 @@ QStringList stored(const TargetDirectory& directory, const QString& sql)
 
 } // namespace
 
-// Device Provisioning profiles converted and stored in a real embedded Directory.
+// Device Provisioning profiles converted and stored in a real Directory, on each engine.
 class TestProfiles : public QObject
 {
     Q_OBJECT
@@ -70,27 +71,29 @@ private slots:
 
     void storedWithBearerFields_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QString>("code");
         QTest::addColumn<QString>("bearer");
         QTest::addColumn<QStringList>("specific");
         const QStringList circuit = {"AuthenticationName", "AuthenticationPassword",
                                      "ProxyAuthenticationName", "ProxyAuthenticationPassword"};
         const QStringList csd = circuit + QStringList{"ModemPoolNumber", "UserRecognisableName"};
-        QTest::newRow("0") << u"0"_s << u"GSM/CSD"_s << csd;
-        QTest::newRow("1") << u"1"_s << u"GSM/SMS"_s << QStringList{"SMSCAddress"};
-        QTest::newRow("2") << u"2"_s << u"GSM/USSD"_s
-                           << QStringList{"ProxyType", "USSDProxy", "USSDServiceCode"};
-        QTest::newRow("3") << u"3"_s << u"IS-136/CSD"_s << csd;
-        QTest::newRow("4") << u"4"_s << u"GPRS"_s
-                           << circuit + QStringList{"GPRSAccessPointName", "UserRecognisableName"};
+        Engines::newRows("0", u"0"_s, u"GSM/CSD"_s, csd);
+        Engines::newRows("1", u"1"_s, u"GSM/SMS"_s, QStringList{"SMSCAddress"});
+        Engines::newRows("2", u"2"_s, u"GSM/USSD"_s,
+                         QStringList{"ProxyType", "USSDProxy", "USSDServiceCode"});
+        Engines::newRows("3", u"3"_s, u"IS-136/CSD"_s, csd);
+        Engines::newRows("4", u"4"_s, u"GPRS"_s,
+                         circuit + QStringList{"GPRSAccessPointName", "UserRecognisableName"});
     }
 
     void storedWithBearerFields()
     {
+        QFETCH(QString, engine);
         QFETCH(QString, code);
         QFETCH(QString, bearer);
         QFETCH(QStringList, specific);
-        TargetDirectory directory;
+        TargetDirectory directory(DirectoryDescription(), engine);
         const CollectionPtr profile = fullProfile(code);
         ZephrinFunctions::AddDPProfileToDirectory(directory.connectionString(), profile);
 
@@ -117,21 +120,23 @@ private slots:
 
     void refusedProfileStoresNothing_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QString>("code");
         QTest::addColumn<QString>("removed");
         QTest::addColumn<QString>("named"); // what the error names besides the profile
-        QTest::newRow("bearer 5") << u"5"_s << QString() << u"\"5\""_s;
-        QTest::newRow("bearer -1") << u"-1"_s << QString() << u"\"-1\""_s;
-        QTest::newRow("bearer as text") << u"GPRS"_s << QString() << u"\"GPRS\""_s;
-        QTest::newRow("bearer field missing") << u"1"_s << u"SMSCAddress"_s << u"SMSCAddress"_s;
+        Engines::newRows("bearer 5", u"5"_s, QString(), u"\"5\""_s);
+        Engines::newRows("bearer -1", u"-1"_s, QString(), u"\"-1\""_s);
+        Engines::newRows("bearer as text", u"GPRS"_s, QString(), u"\"GPRS\""_s);
+        Engines::newRows("bearer field missing", u"1"_s, u"SMSCAddress"_s, u"SMSCAddress"_s);
     }
 
     void refusedProfileStoresNothing()
     {
+        QFETCH(QString, engine);
         QFETCH(QString, code);
         QFETCH(QString, removed);
         QFETCH(QString, named);
-        TargetDirectory directory;
+        TargetDirectory directory(DirectoryDescription(), engine);
         const CollectionPtr profile = fullProfile(code);
         if (!removed.isEmpty()) {
             profile->remove(removed);
@@ -149,16 +154,19 @@ private slots:
                  QStringList{"0/0"});
     }
 
+    void missingConnectionFieldsStoredAsMinusOne_data() { Engines::rows(); }
+
     void missingConnectionFieldsStoredAsMinusOne()
     {
-        TargetDirectory directory;
+        QFETCH(QString, engine);
+        TargetDirectory directory(DirectoryDescription(), engine);
         const CollectionPtr profile = fullProfile(u"4"_s);
         for (const char* key : {"ConnectionPort", "AuthenticationType", "CallType", "CallSpeed"}) {
             profile->remove(QString::fromLatin1(key));
         }
         ZephrinFunctions::AddDPProfileToDirectory(directory.connectionString(), profile);
-        QCOMPARE(stored(directory, u"SELECT Name, Value FROM fwtDeviceProfileSetting ORDER BY "
-                                   "Position LIMIT 4"_s),
+        QCOMPARE(stored(directory, u"SELECT Name, Value FROM fwtDeviceProfileSetting WHERE "
+                                   "Position < 4 ORDER BY Position"_s),
                  QStringList({"ConnectionPort/-1", "AuthenticationType/-1", "CallType/-1",
                               "CallSpeed/-1"}));
     }

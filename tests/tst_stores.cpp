@@ -3,6 +3,7 @@
 #include "frame/MigrationError.h"
 #include "reference/TargetComponentFactory.h"
 #include "support/Describe.h"
+#include "support/Engines.h"
 #include "support/TargetDirectory.h"
 
 #include <QTest>
@@ -67,7 +68,7 @@ DirectoryDescription withStores(const QStringList& names)
 
 } // namespace
 
-// Stores of a real embedded Directory through the reference installation.
+// Stores of a real Directory through the reference installation, on each engine.
 class TestStores : public QObject
 {
     Q_OBJECT
@@ -97,42 +98,47 @@ private slots:
 
     void storeExists_data()
     {
+        Engines::addColumn();
         QTest::addColumn<QStringList>("stores");
         QTest::addColumn<QString>("server");
         QTest::addColumn<bool>("exists");
         QTest::addColumn<QString>("serverAfter"); // the caller's variable, lower-cased
-        QTest::newRow("other case") << QStringList{"mail01"} << u"MAIL01"_s << true << u"mail01"_s;
-        QTest::newRow("domain not shortened")
-            << QStringList{"mail01"} << u"Mail01.Example.com"_s << false << u"mail01.example.com"_s;
-        QTest::newRow("no stores") << QStringList{} << u"MAIL01"_s << false << u"mail01"_s;
+        Engines::newRows("other case", QStringList{"mail01"}, u"MAIL01"_s, true, u"mail01"_s);
+        Engines::newRows("domain not shortened", QStringList{"mail01"}, u"Mail01.Example.com"_s,
+                         false, u"mail01.example.com"_s);
+        Engines::newRows("no stores", QStringList{}, u"MAIL01"_s, false, u"mail01"_s);
     }
 
     void storeExists()
     {
+        QFETCH(QString, engine);
         QFETCH(QStringList, stores);
         QFETCH(QString, server);
-        TargetDirectory directory(withStores(stores));
+        TargetDirectory directory(withStores(stores), engine);
         QTEST(ZephrinFunctions::StoreExists(server, directory.connectionString()), "exists");
         QTEST(server, "serverAfter");
 
-        // A failure names the procedure and what it could not read.
+        // A failure names the procedure and what it could not read (the test server
+        // names a database in lower case).
         try {
-            ZephrinFunctions::StoreExists(server, DirectoryBuilder::EmbeddedConnectionString(
-                                                      directory.folder(), u"Nowhere"_s));
+            ZephrinFunctions::StoreExists(server, directory.connectionStringOf(u"Nowhere"_s));
             QFAIL("a Directory that does not exist was read");
         } catch (const MigrationError& error) {
             QVERIFY2(error.description().startsWith(
                          u"VarnelMigrationTool.ZephrinFunctions.StoreExists - "_s) &&
-                         error.description().contains(u"Nowhere"_s),
+                         error.description().contains(u"Nowhere"_s, Qt::CaseInsensitive),
                      qPrintable(error.description()));
         }
     }
 
     // The version goes to the record and to the one setting; the next user on that
     // server finds the new store, and a second one of the same name is refused.
+    void addStore_data() { Engines::rows(); }
+
     void addStore()
     {
-        TargetDirectory directory;
+        QFETCH(QString, engine);
+        TargetDirectory directory(DirectoryDescription(), engine);
         SeenEntry seen;
         Components::setFactory(std::make_shared<RecordingFactory>(seen));
         const QString description = u"This Exchange 5.5 store was manually added at 2024"_s;

@@ -80,8 +80,8 @@ inline const QString IndexZephrinUsersSqlite = QStringLiteral(
     "CREATE INDEX IX_MT_ZephrinUsers_LoginID ON MT_ZephrinUsers (LoginID COLLATE CI_AS)");
 
 // One row each; SQL Server gets one statement per row, joined by one blank. The
-// embedded engine gets the same filled row texts as multi-row inserts of
-// InsertRowsPerStatement rows, then the LoginID index, all in one transaction.
+// embedded engine gets multi-row inserts of InsertRowsPerStatement rows with every
+// value bound ("?"), then the LoginID index, all in one transaction.
 inline const QString InsertVarnelUser = QStringLiteral(
     "INSERT MT_VarnelUsers(UserID,[Name],LoginID) Values(<UserID>,'<UserName>','<LoginID>')");
 inline const QString InsertZephrinUser = QStringLiteral(
@@ -90,7 +90,6 @@ inline const QString InsertVarnelUsersSqlite =
     QStringLiteral("INSERT INTO MT_VarnelUsers(UserID,[Name],LoginID) Values");
 inline const QString InsertZephrinUsersSqlite =
     QStringLiteral("INSERT INTO MT_ZephrinUsers(UserID,[Name],LoginID) Values");
-inline const QString InsertUserRowSqlite = QStringLiteral("(<UserID>,'<UserName>','<LoginID>')");
 inline constexpr int InsertRowsPerStatement = 500;
 
 inline const QString SelectConflicts = QStringLiteral(
@@ -136,7 +135,6 @@ inline const QString InsertSortRow =
     QStringLiteral("Insert MT_SortTable(UserName,[Index]) VALUES('<UserName>',<Index>)");
 inline const QString InsertSortRowsSqlite =
     QStringLiteral("INSERT INTO MT_SortTable(UserName,[Index]) VALUES");
-inline const QString SortRowSqlite = QStringLiteral("('<UserName>',<Index>)");
 inline const QString SelectSorted =
     QStringLiteral("Select UserName,[Index] From MT_SortTable order by UserName");
 // Equal names keep their input order on the embedded engine.

@@ -19,34 +19,6 @@ QString nextConnectionName()
     return QStringLiteral("migration-%1").arg(++counter);
 }
 
-QString odbcConnectString(const ConnectionParts& parts)
-{
-    QString server = parts.dataSource;
-    QString port;
-    const int comma = server.indexOf(QLatin1Char(','));
-    if (comma >= 0) {
-        port = server.mid(comma + 1).trimmed();
-        server = server.left(comma).trimmed();
-    }
-    QString text =
-        QStringLiteral("DRIVER={%1};SERVER=%2;").arg(EngineSettings::gsOdbcDriver, server);
-    if (!port.isEmpty()) {
-        text += QStringLiteral("PORT=%1;").arg(port);
-    }
-    if (!parts.initialCatalog.isEmpty()) {
-        text += QStringLiteral("DATABASE=%1;").arg(parts.initialCatalog);
-    }
-    if (parts.integratedSecurity) {
-        text += QStringLiteral("Trusted_Connection=Yes;");
-    } else {
-        // Inside braces a closing brace is written twice.
-        QString password = parts.password;
-        password.replace(QLatin1Char('}'), QLatin1String("}}"));
-        text += QStringLiteral("UID=%1;PWD={%2};").arg(parts.userID, password);
-    }
-    return text;
-}
-
 } // namespace
 
 DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(nextConnectionName())
@@ -67,8 +39,9 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         mDatabase.setDatabaseName(file);
         mDatabase.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
     } else {
+        const QString odbcText = OdbcConnectString(parts, EngineSettings::gsOdbcDriver);
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
-        mDatabase.setDatabaseName(odbcConnectString(parts));
+        mDatabase.setDatabaseName(odbcText);
         const int timeout =
             EngineSettings::giLoginTimeout > 0 ? EngineSettings::giLoginTimeout : 15;
         mDatabase.setConnectOptions(
@@ -110,6 +83,16 @@ DbConnection::~DbConnection()
     }
     mDatabase = QSqlDatabase();
     QSqlDatabase::removeDatabase(mName);
+}
+
+QSqlQuery DbConnection::prepare(const QString& sql)
+{
+    QSqlQuery query(mDatabase);
+    query.setForwardOnly(true);
+    if (!query.prepare(sql)) {
+        raise(query.lastError(), sql);
+    }
+    return query;
 }
 
 void DbConnection::run(QSqlQuery& query, const QString& sql, const QVariantList& parameters)

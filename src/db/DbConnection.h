@@ -2,13 +2,13 @@
 
 #include <QList>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QSqlRecord>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
 
 class QSqlError;
-class QSqlQuery;
 
 // One open connection, made from an OLE DB style connection string and closed when
 // the object goes out of scope: every database operation makes its own. A Data
@@ -40,6 +40,10 @@ public:
     QList<QSqlRecord> select(const QString& sql, const QVariantList& parameters = {});
     // Runs one statement and tells whether it returns at least one row, reading no more.
     bool hasRow(const QString& sql);
+    // A statement prepared once and run many times, forward-only like every query
+    // here: on SQL Server a statement that is not would be wrapped in a server cursor,
+    // one more round trip per run, and some servers refuse an INSERT sent that way.
+    QSqlQuery prepare(const QString& sql);
     // Runs a batch: on SQL Server the text is sent whole; on the embedded engine its
     // counterpart statements run one after the other in one transaction.
     void executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements);

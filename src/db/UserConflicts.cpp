@@ -8,6 +8,7 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
+#include <optional>
 
 namespace AdministrativeDBCon {
 
@@ -18,12 +19,13 @@ QString doubleQuotes(QString text)
     return text.replace(QLatin1Char('\''), QStringLiteral("''"));
 }
 
-// Placeholders are replaced one after the other, case-sensitively.
+// Placeholders are replaced one after the other, case-sensitively; the name with
+// "'" doubled, the login ID as it stands.
 QString fillUserRow(const QString& rowTemplate, const WorkingUserRow& row)
 {
     QString text = rowTemplate;
     text.replace(QStringLiteral("<UserID>"), QString::number(row.userID), Qt::CaseSensitive);
-    text.replace(QStringLiteral("<UserName>"), row.name, Qt::CaseSensitive);
+    text.replace(QStringLiteral("<UserName>"), doubleQuotes(row.name), Qt::CaseSensitive);
     text.replace(QStringLiteral("<LoginID>"), row.loginID, Qt::CaseSensitive);
     return text;
 }
@@ -42,29 +44,38 @@ QString joinStatements(const QStringList& statements)
     return statements.join(QLatin1Char(' '));
 }
 
-// Multi-row inserts of at most InsertRowsPerStatement filled row texts each.
-QStringList multiRowInserts(const QString& head, const QStringList& rowTexts)
+// Rows of `columns` values each into the embedded engine, InsertRowsPerStatement
+// rows per statement with every value bound, so that no value is read as SQL. The
+// statement for a full set of rows is prepared once.
+void insertBound(DbConnection& connection, const QString& head, int columns,
+                 const QVariantList& values)
 {
-    QStringList statements;
     const int perStatement = AdministrativeSql::InsertRowsPerStatement;
-    for (int start = 0; start < rowTexts.size(); start += perStatement) {
-        const int end = std::min<int>(start + perStatement, rowTexts.size());
-        qsizetype length = head.size();
-        for (int i = start; i < end; ++i) {
-            length += rowTexts.at(i).size() + 1;
+    const int rows = static_cast<int>(values.size() / columns);
+    const QString tuple = QLatin1Char('(') +
+                          QStringList(columns, QStringLiteral("?")).join(QLatin1Char(',')) +
+                          QLatin1Char(')');
+    const auto statement = [&](int count) {
+        return connection.prepare(head + QStringList(count, tuple).join(QLatin1Char(',')));
+    };
+    std::optional<QSqlQuery> full;
+    for (int first = 0; first < rows; first += perStatement) {
+        const int count = std::min(perStatement, rows - first);
+        std::optional<QSqlQuery> rest;
+        if (count == perStatement && !full) {
+            full.emplace(statement(count));
+        } else if (count < perStatement) {
+            rest.emplace(statement(count));
         }
-        QString statement;
-        statement.reserve(length);
-        statement += head;
-        for (int i = start; i < end; ++i) {
-            if (i > start) {
-                statement += QLatin1Char(',');
-            }
-            statement += rowTexts.at(i);
+        QSqlQuery& query = count == perStatement ? *full : *rest;
+        const qsizetype offset = qsizetype(first) * columns;
+        for (int i = 0; i < count * columns; ++i) {
+            query.bindValue(i, values.at(offset + i));
         }
-        statements.append(statement);
+        if (!query.exec()) {
+            DbConnection::raise(query.lastError());
+        }
     }
-    return statements;
 }
 
 QStringList filledRows(const QString& rowTemplate, const QList<WorkingUserRow>& rows)
@@ -80,11 +91,19 @@ QStringList filledRows(const QString& rowTemplate, const QList<WorkingUserRow>& 
 void insertUsers(DbConnection& connection, const QList<WorkingUserRow>& rows, bool source)
 {
     if (connection.isEmbedded()) {
-        QStringList statements = source ? VarnelUsersInsertStatementsSqlite(rows)
-                                        : ZephrinUsersInsertStatementsSqlite(rows);
-        statements.append(source ? AdministrativeSql::IndexVarnelUsersSqlite
-                                 : AdministrativeSql::IndexZephrinUsersSqlite);
-        connection.executeBatch(QString(), statements);
+        QVariantList values;
+        values.reserve(rows.size() * 3);
+        for (const WorkingUserRow& row : rows) {
+            values << row.userID << row.name << row.loginID;
+        }
+        connection.inTransaction([&] {
+            insertBound(connection,
+                        source ? AdministrativeSql::InsertVarnelUsersSqlite
+                               : AdministrativeSql::InsertZephrinUsersSqlite,
+                        3, values);
+            connection.execute(source ? AdministrativeSql::IndexVarnelUsersSqlite
+                                      : AdministrativeSql::IndexZephrinUsersSqlite);
+        });
     } else if (!rows.isEmpty()) {
         connection.executeBatch(
             source ? VarnelUsersInsertBatch(rows) : ZephrinUsersInsertBatch(rows), {});
@@ -109,8 +128,8 @@ QList<WorkingUserRow> readVarnelUsers(DbConnection& connection)
     while (query.next()) {
         WorkingUserRow row;
         row.userID = query.value(userID).toInt();
-        row.name = doubleQuotes(query.value(givenName).toString() + QLatin1Char(' ') +
-                                query.value(familyName).toString());
+        row.name = query.value(givenName).toString() + QLatin1Char(' ') +
+                   query.value(familyName).toString();
         row.loginID = query.value(loginID).toString();
         rows.append(row);
     }
@@ -133,9 +152,8 @@ QList<WorkingUserRow> VarnelUserRows(const CollectionPtr& sourceUsers)
         const CollectionPtr user = sourceUsers->collection(i);
         WorkingUserRow row;
         row.userID = user->item(QStringLiteral("UserID")).toInt();
-        row.name =
-            doubleQuotes(user->item(QStringLiteral("FirstName")).toString() + QLatin1Char(' ') +
-                         user->item(QStringLiteral("LastName")).toString());
+        row.name = user->item(QStringLiteral("FirstName")).toString() + QLatin1Char(' ') +
+                   user->item(QStringLiteral("LastName")).toString();
         row.loginID = user->item(QStringLiteral("LoginID")).toString();
         rows.append(row);
     }
@@ -155,7 +173,7 @@ QList<WorkingUserRow> ZephrinUserRows(const CollectionPtr& directoryUsers)
     for (int i = 1; i <= ids->count(); ++i) {
         WorkingUserRow row;
         row.userID = ids->item(i).toInt();
-        row.name = doubleQuotes(names->item(i).toString());
+        row.name = names->item(i).toString();
         row.loginID = loginIDs->item(i).toString();
         rows.append(row);
     }
@@ -170,18 +188,6 @@ QString VarnelUsersInsertBatch(const QList<WorkingUserRow>& rows)
 QString ZephrinUsersInsertBatch(const QList<WorkingUserRow>& rows)
 {
     return joinStatements(filledRows(AdministrativeSql::InsertZephrinUser, rows));
-}
-
-QStringList VarnelUsersInsertStatementsSqlite(const QList<WorkingUserRow>& rows)
-{
-    return multiRowInserts(AdministrativeSql::InsertVarnelUsersSqlite,
-                           filledRows(AdministrativeSql::InsertUserRowSqlite, rows));
-}
-
-QStringList ZephrinUsersInsertStatementsSqlite(const QList<WorkingUserRow>& rows)
-{
-    return multiRowInserts(AdministrativeSql::InsertZephrinUsersSqlite,
-                           filledRows(AdministrativeSql::InsertUserRowSqlite, rows));
 }
 
 QStringList SortNames(const CollectionPtr& users)
@@ -207,16 +213,6 @@ QString SortTableInsertBatch(const QStringList& names)
         statements.append(fillSortRow(AdministrativeSql::InsertSortRow, names.at(i), i + 1));
     }
     return joinStatements(statements);
-}
-
-QStringList SortTableInsertStatementsSqlite(const QStringList& names)
-{
-    QStringList rows;
-    rows.reserve(names.size());
-    for (int i = 0; i < names.size(); ++i) {
-        rows.append(fillSortRow(AdministrativeSql::SortRowSqlite, names.at(i), i + 1));
-    }
-    return multiRowInserts(AdministrativeSql::InsertSortRowsSqlite, rows);
 }
 
 CollectionPtr CheckForUserConflicts(const QString& sourceConnectionString,
@@ -269,7 +265,14 @@ CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connect
     const CollectionPtr sorted = Collection::create();
     if (!names.isEmpty()) {
         if (connection.isEmbedded()) {
-            connection.executeBatch(QString(), SortTableInsertStatementsSqlite(names));
+            QVariantList values;
+            values.reserve(names.size() * 2);
+            for (int i = 0; i < names.size(); ++i) {
+                values << names.at(i) << i + 1;
+            }
+            connection.inTransaction([&] {
+                insertBound(connection, AdministrativeSql::InsertSortRowsSqlite, 2, values);
+            });
         } else {
             connection.executeBatch(SortTableInsertBatch(names), {});
         }

@@ -9,7 +9,9 @@
 // join of two working tables in the source database, and the sort of user records by
 // name through a third working table. Neither catches failures: a failed statement or
 // a duplicate key reaches the caller, and a leftover working table is dropped by the
-// next call.
+// next call. The SQL Server texts are sent as defined, values pasted in (a "'" in a
+// login ID fails the batch there); the embedded engine, which is ours, binds every
+// value, so no login ID or name can add a row or break a statement.
 namespace AdministrativeDBCon {
 
 // The pairs of a source user and a Directory user with the same login ID, letter case
@@ -23,13 +25,15 @@ CollectionPtr CheckForUserConflicts(const QString& sourceConnectionString,
 
 // The records of the list ordered by "Lastname, Firstname" without regard to case;
 // each record gets that text under "FullName" and the result is keyed by the decimal
-// output position. Names go into the batch as they stand, so a "'" breaks it.
+// output position. On SQL Server names go into the batch as they stand, so a "'"
+// breaks it; the embedded engine binds them.
 CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connectionString);
 
 // --- The texts sent to SQL Server ---------------------------------------------------
 
-// One working-table row as the inserts fill it: the name with "'" doubled, the login
-// ID as it stands.
+// One working-table row. The SQL Server batch pastes it into the insert text with
+// "'" doubled in the name and the login ID as it stands; the embedded engine binds
+// the values.
 struct WorkingUserRow
 {
     int userID = 0;
@@ -46,14 +50,10 @@ QList<WorkingUserRow> ZephrinUserRows(const CollectionPtr& directoryUsers);
 // The insert batch: one filled INSERT per row, joined by one blank; empty without rows.
 QString VarnelUsersInsertBatch(const QList<WorkingUserRow>& rows);
 QString ZephrinUsersInsertBatch(const QList<WorkingUserRow>& rows);
-// The embedded counterparts: the same filled row texts in multi-row inserts.
-QStringList VarnelUsersInsertStatementsSqlite(const QList<WorkingUserRow>& rows);
-QStringList ZephrinUsersInsertStatementsSqlite(const QList<WorkingUserRow>& rows);
 
 // "Lastname" + ", " + "Firstname" of every record, in list order.
 QStringList SortNames(const CollectionPtr& users);
-// The insert batch of the sort table (names not quoted), and its embedded counterpart.
+// The insert batch of the sort table (names not quoted).
 QString SortTableInsertBatch(const QStringList& names);
-QStringList SortTableInsertStatementsSqlite(const QStringList& names);
 
 } // namespace AdministrativeDBCon

@@ -18,12 +18,7 @@ namespace {
 class Insert
 {
 public:
-    Insert(QSqlDatabase& database, const QString& sql) : mQuery(database)
-    {
-        if (!mQuery.prepare(sql)) {
-            DbConnection::raise(mQuery.lastError(), sql);
-        }
-    }
+    Insert(DbConnection& connection, const QString& sql) : mQuery(connection.prepare(sql)) {}
 
     void run(const QVariantList& values)
     {
@@ -47,25 +42,26 @@ QVariant text(const QVariant& value)
 
 void writeRows(DbConnection& connection, const VarnelSource& source)
 {
-    for (const QString& statement : VarnelSchema::CreateStatements()) {
+    const QStringList schema = connection.isEmbedded() ? VarnelSchema::EmbeddedStatements()
+                                                       : VarnelSchema::SqlServerStatements();
+    for (const QString& statement : schema) {
         connection.execute(statement);
     }
-    QSqlDatabase& database = connection.database();
 
     const QMap<QString, int> settingIDs = SettingIDs(source);
     {
-        Insert insert(database, QStringLiteral("INSERT INTO VA_Setting (SettingID, SettingName) "
-                                               "VALUES (?, ?)"));
+        Insert insert(connection, QStringLiteral("INSERT INTO VA_Setting (SettingID, SettingName) "
+                                                 "VALUES (?, ?)"));
         for (auto it = settingIDs.constBegin(); it != settingIDs.constEnd(); ++it) {
             insert.run({it.value(), it.key()});
         }
     }
     {
-        Insert user(database,
+        Insert user(connection,
                     QStringLiteral("INSERT INTO VA_User (UserID, GivenName, FamilyName, "
                                    "Domain, LoginID, Password) VALUES (?, ?, ?, ?, ?, ?)"));
-        Insert setting(database, QStringLiteral("INSERT INTO VA_UserSetting (UserID, SettingID, "
-                                                "SettingValue) VALUES (?, ?, ?)"));
+        Insert setting(connection, QStringLiteral("INSERT INTO VA_UserSetting (UserID, SettingID, "
+                                                  "SettingValue) VALUES (?, ?, ?)"));
         for (const VarnelSourceUser& u : source.users) {
             user.run({u.userID, text(u.givenName), text(u.familyName), text(u.domain),
                       text(u.loginID), text(u.password)});
@@ -75,15 +71,18 @@ void writeRows(DbConnection& connection, const VarnelSource& source)
         }
     }
     {
-        Insert insert(database, QStringLiteral("INSERT INTO ProvisioningProfiles (XML, Name, "
-                                               "Description) VALUES (?, ?, ?)"));
+        // Profiles are numbered in the order given, which is the order they are read in.
+        Insert insert(connection,
+                      QStringLiteral("INSERT INTO ProvisioningProfiles (ProfileID, XML, "
+                                     "Name, Description) VALUES (?, ?, ?, ?)"));
+        int profileID = 0;
         for (const VarnelSourceProfile& p : source.profiles) {
-            insert.run({text(p.xml), text(p.name), text(p.description)});
+            insert.run({++profileID, text(p.xml), text(p.name), text(p.description)});
         }
     }
     {
-        Insert insert(database, QStringLiteral("INSERT INTO VA_Registry (RegistryName, "
-                                               "RegistryValue) VALUES (?, ?)"));
+        Insert insert(connection, QStringLiteral("INSERT INTO VA_Registry (RegistryName, "
+                                                 "RegistryValue) VALUES (?, ?)"));
         for (const VarnelRegistryValue& r : source.registry) {
             insert.run({r.name, text(r.value)});
         }
@@ -124,11 +123,16 @@ QString Write(const QString& folder, const QString& database, const VarnelSource
 void WriteTo(const QString& connectionString, const VarnelSource& source)
 {
     const ConnectionParts parts = ParseConnectionString(connectionString);
-    if (!parts.isEmbedded() || parts.initialCatalog.isEmpty()) {
+    if (parts.initialCatalog.isEmpty()) {
         throw MigrationError(ErrorNumber::InvalidProcedureCall,
-                             QStringLiteral("A source database can only be written to a folder "
-                                            "of the embedded engine"),
+                             QStringLiteral("A source database needs a name (Initial Catalog)"),
                              QStringLiteral("VarnelBuilder"));
+    }
+    if (!parts.isEmbedded()) {
+        // On SQL Server the database exists and is empty.
+        DbConnection connection(connectionString);
+        connection.inTransaction([&] { writeRows(connection, source); });
+        return;
     }
     if (!QDir().mkpath(parts.embeddedFolder())) {
         throw MigrationError(

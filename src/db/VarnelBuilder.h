@@ -44,15 +44,16 @@ struct VarnelSource
     QList<VarnelRegistryValue> registry;
 };
 
-// Writes a source database on the embedded engine: the schema of VarnelSchema and the
-// rows of a VarnelSource, in one transaction with prepared statements.
+// Writes a source database: the schema of VarnelSchema and the rows of a VarnelSource,
+// in one transaction with prepared statements.
 namespace VarnelBuilder {
 
 // Writes <folder>/<database>.sqlite, replacing a file of that name, and returns the
 // connection string of the new database. Raises MigrationError on failure.
 QString Write(const QString& folder, const QString& database, const VarnelSource& source);
 
-// The same, for the embedded database named by a connection string.
+// The same, for the database named by a connection string: on the embedded engine a
+// new file (one of that name is replaced), on SQL Server an existing, empty database.
 void WriteTo(const QString& connectionString, const VarnelSource& source);
 
 // The setting IDs the builder gives: settingNames first, then the users' settings in

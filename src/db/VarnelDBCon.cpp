@@ -250,6 +250,17 @@ QString RegistryValueGet(const QString& connectionString, const QString& registr
             value = callRegistryProcedure(
                 connection, VarnelSql::RegistryValueGetCall, registryName,
                 QVariant(QString(VarnelSql::RegistryValueLength, QLatin1Char(' '))));
+            if (!value.isNull()) {
+                // The driver ends the value with a NUL inside the 255 characters bound
+                // for it, and the Qt driver hands back the whole buffer, not the
+                // length the driver reported: the value is what comes before the NUL.
+                QString text = value.toString();
+                const qsizetype end = text.indexOf(QChar(0));
+                if (end >= 0) {
+                    text.truncate(end);
+                }
+                value = text;
+            }
         }
         return value.isNull() ? QString() : value.toString();
     } catch (const MigrationError& error) {

@@ -2,14 +2,17 @@
 
 #include <QStringList>
 
-// The source database on the embedded engine: the tables that the wizard reads and
-// their columns, as on the server, with the text columns compared without regard to
-// case (NOCASE) as the server's collation compares them. The stored procedures
-// spRegistryValueGet / spRegistryNameExists read the table VA_Registry here.
+// The source database that the wizard reads: its tables and their columns on either
+// engine, text compared without regard to case as the server's collation compares
+// it (NOCASE on the embedded engine). On SQL Server the stored procedures
+// spRegistryValueGet and spRegistryNameExists read the table VA_Registry, with the
+// parameters the wizard passes; on the embedded engine the wizard reads the table.
 namespace VarnelSchema {
 
-// CREATE TABLE and CREATE INDEX statements, in order.
-QStringList CreateStatements();
+// CREATE TABLE and CREATE INDEX statements of the embedded engine, in order.
+QStringList EmbeddedStatements();
+// The tables and the two registry procedures on SQL Server, one statement each.
+QStringList SqlServerStatements();
 
 // The tables of the schema, in creation order.
 QStringList TableNames();

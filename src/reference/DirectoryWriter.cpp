@@ -7,6 +7,13 @@
 
 #include <QSqlError>
 
+namespace {
+
+// SQLITE_CONSTRAINT_UNIQUE, the number the embedded engine gives a duplicate key.
+constexpr long SqliteUniqueFailure = 2067;
+
+} // namespace
+
 DirectoryWriter::DirectoryWriter(DbConnection& connection) : mConnection(connection) {}
 
 DirectoryWriter::~DirectoryWriter() = default;
@@ -82,15 +89,63 @@ int DirectoryWriter::nextID(const QString& table, const QString& idColumn)
     return found.value()++;
 }
 
+bool DirectoryWriter::loginIDTaken(const QString& loginID, int exceptUserID)
+{
+    QString sql = QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE ");
+    QVariantList values;
+    if (mConnection.isEmbedded()) {
+        // The ASCII characters before the first one beyond ASCII, trailing blanks
+        // dropped: every login ID equal under CI_AS begins with them, in some case.
+        QString prefix;
+        for (const QChar c : loginID) {
+            if (c.unicode() >= 0x80) {
+                break;
+            }
+            prefix += c;
+        }
+        while (prefix.endsWith(QLatin1Char(' '))) {
+            prefix.chop(1);
+        }
+        if (!prefix.isEmpty()) {
+            // The column's NOCASE order keeps them between the prefix and the prefix
+            // followed by the last character there is.
+            sql += QStringLiteral("LoginID >= ? AND LoginID < ? AND ");
+            values << prefix << prefix + QString::fromUcs4(U"\U0010FFFF");
+        }
+        sql += QStringLiteral("LoginID = ? COLLATE CI_AS");
+    } else {
+        sql += QStringLiteral("LoginID = ?");
+    }
+    values << loginID;
+    if (exceptUserID != 0) {
+        sql += QStringLiteral(" AND UserID <> ?");
+        values << exceptUserID;
+    }
+    QSqlQuery& query = prepared(sql, sql);
+    run(query, values);
+    const bool taken = query.next() && query.value(0).toInt() > 0;
+    query.finish();
+    return taken;
+}
+
+void DirectoryWriter::refuseTakenLoginID(const QString& loginID, int exceptUserID)
+{
+    if (mConnection.isEmbedded() && loginIDTaken(loginID, exceptUserID)) {
+        // The number and words of the engine's own unique-key failure.
+        throw MigrationError(SqliteUniqueFailure,
+                             QStringLiteral("UNIQUE constraint failed: fwtUser.LoginID (\"%1\" "
+                                            "is the login ID of another directory user, letter "
+                                            "case and trailing blanks aside)")
+                                 .arg(loginID),
+                             QStringLiteral("DirectoryUser"));
+    }
+}
+
 QSqlQuery& DirectoryWriter::prepared(const QString& key, const QString& sql)
 {
     auto found = mQueries.find(key);
     if (found == mQueries.end()) {
-        auto query = std::make_shared<QSqlQuery>(mConnection.database());
-        if (!query->prepare(sql)) {
-            DbConnection::raise(query->lastError());
-        }
-        found = mQueries.insert(key, query);
+        found = mQueries.insert(key, std::make_shared<QSqlQuery>(mConnection.prepare(sql)));
     }
     return *found.value();
 }
@@ -117,6 +172,7 @@ int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVar
         const QVariant value = userFields.at(position);
         return value.isNull() ? fallback : value.toInt();
     };
+    refuseTakenLoginID(text(userFields.at(8)));
     const int userID = nextID(QStringLiteral("fwtUser"), QStringLiteral("UserID"));
     QSqlQuery& user = prepared(
         QStringLiteral("user"),

@@ -28,6 +28,18 @@ public:
     // The next free ID of a table.
     int nextID(const QString& table, const QString& idColumn);
 
+    // Whether a directory user other than exceptUserID (0: none) has this login ID,
+    // compared as the server compares it: letter case ignored in every alphabet,
+    // trailing blanks ignored ("ÉMILE" is "émile", "eve " is "eve"). On SQL Server the
+    // column's collation does that; the embedded column is NOCASE (ASCII letters
+    // only, which any SQLite tool understands), so there the CI_AS collation of
+    // EmbeddedCollations decides, after the column's index has narrowed the
+    // candidates to the login IDs that begin with the same ASCII characters.
+    bool loginIDTaken(const QString& loginID, int exceptUserID = 0);
+    // Raises the unique-key failure when the login ID is taken (embedded engine only:
+    // the server's unique constraint raises its own).
+    void refuseTakenLoginID(const QString& loginID, int exceptUserID = 0);
+
     // A new user from its field array (positions 1 to 18) and its service entries;
     // returns the new user ID.
     int insertUser(const QVariantList& userFields, const QList<QVariantList>& services);

@@ -47,6 +47,10 @@ QVariant ReferenceDirectoryUser::ModifyUser(const QVariantList& userFields,
                 ErrorNumber::InvalidProcedureCall,
                 QStringLiteral("There is no directory user with the ID %1").arg(userID), Source);
         }
+        if (!userFields.at(8).isNull()) {
+            DirectoryWriter(connection)
+                .refuseTakenLoginID(DirectoryWriter::text(userFields.at(8)), userID);
+        }
         if (!assignments.isEmpty()) {
             values << userID;
             connection.execute(QStringLiteral("UPDATE fwtUser SET ") +
@@ -92,11 +96,8 @@ QVariant ReferenceDirectoryUser::RemoveUser(int userID, const QString& /*reserve
 
 bool ReferenceDirectoryUser::LoginIDExists(const QString& loginID, const QString& connectionString)
 {
-    // The column's collation makes the comparison ignore letter case on both engines.
     DbConnection connection(connectionString);
-    const auto rows = connection.select(
-        QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE LoginID = ?"), {loginID});
-    return !rows.isEmpty() && rows.first().value(0).toInt() > 0;
+    return DirectoryWriter(connection).loginIDTaken(loginID);
 }
 
 int ReferenceDirectoryUser::CountUsers(const QString& connectionString)

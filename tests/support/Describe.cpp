@@ -28,7 +28,12 @@ QStringList describe(const QList<QSqlRecord>& rows)
     for (const QSqlRecord& row : rows) {
         QStringList columns;
         for (int column = 0; column < row.count(); ++column) {
-            columns << describe(row.value(column));
+            // A flag reads as a Boolean from SQL Server and as a number from the
+            // embedded engine; both show as 1 or 0.
+            const QVariant value = row.value(column);
+            columns << (value.typeId() == QMetaType::Bool && !value.isNull()
+                            ? QString::number(value.toBool() ? 1 : 0)
+                            : describe(value));
         }
         texts << columns.join(QLatin1Char('/'));
     }

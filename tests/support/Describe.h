@@ -13,5 +13,5 @@
 QString describe(const QVariant& value);
 // The items of a collection in order, "key=value" (only "value" without a key).
 QStringList describe(const CollectionPtr& collection);
-// Each row as its columns joined by "/".
+// Each row as its columns joined by "/"; a flag as 1 or 0 on either engine.
 QStringList describe(const QList<QSqlRecord>& rows);

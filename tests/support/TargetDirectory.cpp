@@ -4,10 +4,10 @@
 #include "directory/ComponentFactory.h"
 #include "reference/TargetComponentFactory.h"
 
-TargetDirectory::TargetDirectory(const DirectoryDescription& description)
-    : mConnectionString(DirectoryBuilder::EmbeddedConnectionString(mFolder.path()))
+TargetDirectory::TargetDirectory(const DirectoryDescription& description, const QString& engine)
+    : mDatabase(engine, QStringLiteral("Directory"))
 {
-    DirectoryBuilder::Build(mConnectionString, description);
+    DirectoryBuilder::Build(mDatabase.connectionString(), description);
     Components::setFactory(
         std::make_shared<TargetComponentFactory>(mFolder.filePath(QStringLiteral("zephrin.ini"))));
 }
@@ -19,20 +19,17 @@ TargetDirectory::~TargetDirectory()
 
 QList<QSqlRecord> TargetDirectory::rows(const QString& sql, const QVariantList& parameters) const
 {
-    DbConnection connection(mConnectionString);
-    return connection.select(sql, parameters);
+    return mDatabase.rows(sql, parameters);
 }
 
 QVariant TargetDirectory::scalar(const QString& sql, const QVariantList& parameters) const
 {
-    const auto found = rows(sql, parameters);
-    return found.isEmpty() ? QVariant() : found.first().value(0);
+    return mDatabase.scalar(sql, parameters);
 }
 
 void TargetDirectory::execute(const QString& sql, const QVariantList& parameters) const
 {
-    DbConnection connection(mConnectionString);
-    connection.execute(sql, parameters);
+    mDatabase.execute(sql, parameters);
 }
 
 DirectoryDescription::User TargetDirectory::user(const QString& firstName, const QString& lastName,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "reference/DirectoryBuilder.h"
+#include "support/Engines.h"
 
 #include <QList>
 #include <QSqlRecord>
@@ -9,19 +10,27 @@
 #include <QVariant>
 #include <QVariantList>
 
-// A real embedded Directory in a temporary folder, built from a description, with
-// the reference installation's TargetComponentFactory installed for the test's
-// lifetime (the default factory is restored afterwards).
+// A real Directory built from a description on one engine (a fresh test database,
+// see Engines.h), with the reference installation's TargetComponentFactory installed
+// for the test's lifetime (the default factory is restored afterwards); its
+// configuration file would be zephrin.ini in folder().
 class TargetDirectory
 {
 public:
-    explicit TargetDirectory(const DirectoryDescription& description = DirectoryDescription());
+    explicit TargetDirectory(const DirectoryDescription& description = DirectoryDescription(),
+                             const QString& engine = Engines::Embedded);
     ~TargetDirectory();
     TargetDirectory(const TargetDirectory&) = delete;
     TargetDirectory& operator=(const TargetDirectory&) = delete;
 
-    QString connectionString() const { return mConnectionString; }
+    QString connectionString() const { return mDatabase.connectionString(); }
+    // A database of the same server (or folder) that is not this Directory.
+    QString connectionStringOf(const QString& database) const
+    {
+        return mDatabase.connectionStringOf(database);
+    }
     QString folder() const { return mFolder.path(); }
+    bool isEmbedded() const { return mDatabase.isEmbedded(); }
 
     // Rows of a query on the Directory, as an administrator would run it.
     QList<QSqlRecord> rows(const QString& sql, const QVariantList& parameters = {}) const;
@@ -37,5 +46,5 @@ public:
 
 private:
     QTemporaryDir mFolder;
-    QString mConnectionString;
+    TestDatabase mDatabase;
 };
