@@ -139,18 +139,18 @@ void SelectEmailTemplate::LoadStatePrev()
     restoreChoice();
 }
 
+// The box follows the choice as a click on it would, so Next and the list follow the
+// box; then the title kept is selected, as a click on it would.
 void SelectEmailTemplate::restoreChoice()
 {
     const CollectionPtr choice = StatusHolder::GetEmailChoice();
     const bool send = choice->item(StateKeys::Send).toBool();
     const QString title = choice->item(StateKeys::Title).toString();
-    if (!send) {
-        DoNotSend->setChecked(true);
+    if (!send || DoNotSend->isChecked()) {
+        DoNotSend->setChecked(!send);
         DoNotSend_Click();
-        return;
     }
-    DoNotSend->setChecked(false);
-    if (title.isEmpty()) {
+    if (!send || title.isEmpty()) {
         return;
     }
     const QList<QListWidgetItem*> found = EmailTemplates->findItems(title, Qt::MatchExactly);
