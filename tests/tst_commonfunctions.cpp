@@ -1,7 +1,11 @@
+#include "support/FullDisk.h"
+#include "support/PlainRights.h"
+
 #include "frame/CommonFunctions.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 
+#include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -18,6 +22,23 @@ QByteArray logBytes(const QString& folder)
 {
     QFile file(folder + u"/"_s + GlobalVariables::gsLogFileName);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+QByteArray fileBytes(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+constexpr QFileDevice::Permissions OwnerOnly = QFileDevice::ReadOwner | QFileDevice::WriteOwner;
+
+// The permission bits for owner, group and others, without Qt's "user" bits.
+QFileDevice::Permissions modeOf(const QString& path)
+{
+    return QFile::permissions(path) &
+           (QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+            QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup |
+            QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther);
 }
 
 } // namespace
@@ -90,6 +111,123 @@ private slots:
         QVERIFY(!fallback.isEmpty());
         QCOMPARE(LastLogFilePath(), fallback + u"/"_s + GlobalVariables::gsLogFileName);
         QCOMPARE(logBytes(fallback), QByteArray("a\r\nZo\xeb\r\n\r\nb\r\n\r\n"));
+    }
+
+    // On a full disk an entry goes whole into the per-user file, and nothing of it is
+    // left in the program folder's file; an entry that fits again goes back there.
+    void logOnFullDisk()
+    {
+        FullDisk disk;
+        if (!disk.isMounted()) {
+            QSKIP(qPrintable(disk.skipReason()));
+        }
+        GlobalVariables::gsProgramFolder = disk.path();
+        QVERIFY(WriteLog(u"first"_s));
+        QVERIFY(disk.leaveFree(4096));
+        const QString big = QString(20000, u'x');
+        QVERIFY(WriteLog(big));
+        QCOMPARE(logBytes(disk.path()), QByteArray("first\r\n\r\n"));
+        QCOMPARE(logBytes(FallbackLogFolder()), big.toLatin1() + "\r\n\r\n");
+        QCOMPARE(LastLogFilePath(), FallbackLogFolder() + u"/"_s + GlobalVariables::gsLogFileName);
+
+        QVERIFY(WriteLog(u"small"_s));
+        QCOMPARE(logBytes(disk.path()), QByteArray("first\r\n\r\nsmall\r\n\r\n"));
+        QCOMPARE(logBytes(FallbackLogFolder()), big.toLatin1() + "\r\n\r\n");
+    }
+
+    // A saved report that does not fit is a failure that says so, and the file keeps
+    // what it held before: no half report at its end.
+    void reportOnFullDisk()
+    {
+        FullDisk disk;
+        if (!disk.isMounted()) {
+            QSKIP(qPrintable(disk.skipReason()));
+        }
+        const QString path = disk.filePath(u"report.txt"_s);
+        AppendTextToFile(path, u"earlier run\r\n"_s);
+        QVERIFY(disk.leaveFree(4096));
+        try {
+            AppendTextToFile(path, QString(20000, u'r'));
+            QFAIL("a report that did not fit was taken as saved");
+        } catch (const MigrationError& error) {
+            QCOMPARE(error.number(), ErrorNumber::DiskFull);
+            QVERIFY2(error.description().startsWith(path + u" could not be written: the disk that "
+                                                           "holds it is full"_s),
+                     qPrintable(error.description()));
+        }
+        QCOMPARE(fileBytes(path), QByteArray("earlier run\r\n"));
+    }
+
+    // The log and a saved report are made readable by their owner only, and the
+    // per-user log folder is open to its owner only; a report file that exists keeps
+    // the rights it has.
+    void filesArePrivate()
+    {
+        QVERIFY(WriteLog(u"Introduction Launched"_s));
+        QCOMPARE(modeOf(LastLogFilePath()), OwnerOnly);
+
+        const QString report = mFolder->filePath(u"report.txt"_s);
+        AppendTextToFile(report, u"x"_s);
+        QCOMPARE(modeOf(report), OwnerOnly);
+        const QString shared = mFolder->filePath(u"shared.txt"_s);
+        QFile existing(shared);
+        QVERIFY(existing.open(QIODevice::WriteOnly));
+        existing.close();
+        const auto readable = OwnerOnly | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+        QVERIFY(QFile::setPermissions(shared, readable));
+        AppendTextToFile(shared, u"x"_s);
+        QCOMPARE(modeOf(shared), readable);
+
+        GlobalVariables::gsProgramFolder = mFolder->filePath(u"not-a-folder/bin"_s);
+        QFile blocker(mFolder->filePath(u"not-a-folder"_s));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        QVERIFY(QDir(FallbackLogFolder()).removeRecursively());
+        QVERIFY(WriteLog(u"to the user's folder"_s));
+        QCOMPARE(modeOf(FallbackLogFolder()), OwnerOnly | QFileDevice::ExeOwner);
+        QCOMPARE(modeOf(LastLogFilePath()), OwnerOnly);
+    }
+
+    // Saving into a folder that may not be written is told apart from saving over a
+    // read-only file.
+    void reportWhereNothingMayBeWritten_data()
+    {
+        QTest::addColumn<bool>("fileExists");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("read-only file") << true << u"report.txt is read-only"_s;
+        QTest::newRow("read-only folder")
+            << false << u"report.txt cannot be made: the folder %1 may not be written to"_s;
+    }
+
+    void reportWhereNothingMayBeWritten()
+    {
+        QFETCH(bool, fileExists);
+        QFETCH(QString, why);
+        const QString folder = mFolder->filePath(u"reports"_s);
+        QVERIFY(QDir().mkpath(folder));
+        const QString path = folder + u"/report.txt"_s;
+        if (fileExists) {
+            AppendTextToFile(path, u"kept"_s);
+            QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner));
+        } else {
+            QVERIFY(QFile::setPermissions(folder, QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+        }
+        {
+            PlainRights plain;
+            if (!plain.isActive()) {
+                QSKIP(qPrintable(plain.skipReason()));
+            }
+            try {
+                AppendTextToFile(path, u"x"_s);
+                QFAIL("the report was written where it may not be");
+            } catch (const MigrationError& error) {
+                QCOMPARE(error.number(), ErrorNumber::PathFileAccess);
+                QCOMPARE(error.description(),
+                         folder + u"/"_s + (fileExists ? why : why.arg(folder)));
+            }
+        }
+        QVERIFY(QFile::setPermissions(folder, OwnerOnly | QFileDevice::ExeOwner));
+        QVERIFY(QFile::setPermissions(path, OwnerOnly) || !fileExists);
     }
 
     void replaceAppNames_data()

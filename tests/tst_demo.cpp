@@ -13,6 +13,7 @@
 #include "pages/Introduction.h"
 #include "pages/Pages.h"
 #include "reference/IniConfiguration.h"
+#include "reference/ReferencePasswordEncoder.h"
 #include "reference/TargetComponentFactory.h"
 #include "support/Describe.h"
 #include "support/ScriptedPrompter.h"
@@ -82,6 +83,8 @@ private slots:
         QCOMPARE(ParseConnectionString(source).embeddedFile(), dir.filePath(u"Varnel.sqlite"_s));
         QCOMPARE(ParseConnectionString(target).embeddedFile(), dir.filePath(u"Directory.sqlite"_s));
         QCOMPARE(IniConfiguration(mDemo.configurationPath).GetDirectoryConnectionString(), target);
+        // New passwords of the demo's users are encoded at the demo's low cost.
+        QCOMPARE(ReferencePasswordEncoder::ConfiguredIterations(mDemo.configurationPath), 10000);
         QVERIFY(CheckExportDatabase(source) && CheckImportDatabase(target));
         QVERIFY(!CheckImportDatabase(source) && !CheckExportDatabase(target));
         QCOMPARE(RegistryValueGet(source, u"AuthenticationMethod"_s), u"NTLOGON"_s);

@@ -315,6 +315,87 @@ private slots:
         QCOMPARE(number, ErrorNumber::CannotCreateComponent);
     }
 
+    // What the Directory cannot hold is refused with the field named, and nothing is
+    // stored: a login ID the conflict check cannot compare, a NUL, a name longer than
+    // its column or a full name longer than the services' display name.
+    void refusedFields_data()
+    {
+        Engines::addColumn();
+        QTest::addColumn<QString>("firstName");
+        QTest::addColumn<QString>("lastName");
+        QTest::addColumn<QString>("loginID");
+        QTest::addColumn<QString>("description"); // empty when the user is stored
+        const QString control = u"The field %1 holds a NUL or another control character, which "
+                                "the Directory cannot hold"_s;
+        const QString length =
+            u"The field %1 holds %2 characters; the Directory holds at most %3"_s;
+        Engines::newRows("login ID of 50", u"J"_s, u"S"_s, QString(50, u'j'), QString());
+        Engines::newRows("login ID of 51", u"J"_s, u"S"_s, QString(51, u'j'),
+                         length.arg(u"LoginID"_s).arg(51).arg(50));
+        Engines::newRows("NUL in the login ID", u"J"_s, u"S"_s, u"js\0mith"_s,
+                         control.arg(u"LoginID"_s));
+        Engines::newRows("tab in the login ID", u"J"_s, u"S"_s, u"js\tmith"_s,
+                         control.arg(u"LoginID"_s));
+        Engines::newRows("NUL in a name", u"Jo\0hn"_s, u"S"_s, u"js"_s,
+                         control.arg(u"FirstName"_s));
+        Engines::newRows("first name of 256", QString(256, u'J'), u"S"_s, u"js"_s,
+                         length.arg(u"FirstName"_s).arg(256).arg(255));
+        Engines::newRows("full name of 256", QString(200, u'J'), QString(55, u'S'), u"js"_s,
+                         u"The fields FirstName and LastName make a full name of 256 "
+                         "characters; the Directory holds at most 255"_s);
+    }
+
+    void refusedFields()
+    {
+        QFETCH(QString, engine);
+        QFETCH(QString, firstName);
+        QFETCH(QString, lastName);
+        QFETCH(QString, loginID);
+        QFETCH(QString, description);
+        TargetDirectory directory(twoStores({u"kept"_s}), engine);
+        NewUser user;
+        user.firstName = firstName;
+        user.lastName = lastName;
+        user.loginID = loginID;
+        QCOMPARE(user.add(directory).ok, description.isEmpty());
+        QCOMPARE(user.errorDescription, description);
+        QCOMPARE(directory.scalar(u"SELECT COUNT(*) FROM fwtUser"_s).toInt(),
+                 description.isEmpty() ? 2 : 1);
+
+        // An update is held to the same rules and leaves the user as it was.
+        const int kept =
+            directory.scalar(u"SELECT UserID FROM fwtUser WHERE LoginID = 'kept'"_s).toInt();
+        long number = 0;
+        QString text;
+        QString login = description.isEmpty() ? u"kept"_s : loginID;
+        QCOMPARE(ZephrinFunctions::UpdateUser(kept, firstName, lastName, QString(), QString(),
+                                              QString(), u"1033"_s, 24, login, u"pw"_s, QString(),
+                                              u"on"_s, true, 0, directory.connectionString(),
+                                              number, text),
+                 description.isEmpty());
+        QCOMPARE(text, description);
+        if (!description.isEmpty()) {
+            QCOMPARE(describe(directory.rows(u"SELECT FirstName, LastName FROM fwtUser WHERE "
+                                             "UserID = ?"_s,
+                                             {kept})),
+                     QStringList{"X/Y"});
+        }
+    }
+
+    void deletingAUserThatIsNotThere_data() { Engines::rows(); }
+
+    void deletingAUserThatIsNotThere()
+    {
+        QFETCH(QString, engine);
+        TargetDirectory directory(twoStores({u"kept"_s}), engine);
+        long number = 0;
+        QString description;
+        QVERIFY(
+            !ZephrinFunctions::DeleteUser(999, directory.connectionString(), number, description));
+        QCOMPARE(number, ErrorNumber::InvalidProcedureCall);
+        QCOMPARE(description, u"There is no directory user with the ID 999"_s);
+        QCOMPARE(directory.scalar(u"SELECT COUNT(*) FROM fwtUser"_s).toInt(), 1);
+    }
     void defaultServiceIsMail_data() { Engines::rows(); }
 
     void defaultServiceIsMail()

@@ -1,4 +1,6 @@
 #include "support/Engines.h"
+#include "support/FullDisk.h"
+#include "support/SilentSmtpServer.h"
 #include "support/SmtpServer.h"
 
 #include "directory/ComponentFactory.h"
@@ -8,10 +10,12 @@
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "reference/DirectoryBuilder.h"
+#include "reference/MailMessage.h"
 #include "reference/TargetComponentFactory.h"
 #include "support/ManualClock.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QSettings>
 #include <QTcpServer>
 #include <QTemporaryDir>
@@ -19,6 +23,8 @@
 #include <QTimeZone>
 
 #include <curl/curl.h>
+
+Q_DECLARE_METATYPE(SilentSmtpServer::Silence)
 
 using namespace Qt::Literals::StringLiterals;
 using namespace ZephrinFunctions;
@@ -280,9 +286,165 @@ private slots:
         QVERIFY(all.contains("\r\nTo: a@example.com\r\n") &&
                 all.contains("\r\nTo: b@example.com\r\n"));
 
+        // A message holds a new password: only its owner may read it.
+        for (const QString& name : files) {
+            QCOMPARE(QFile::permissions(pickup.filePath(name)) & 0x7077,
+                     QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        }
+
         // Without the folder the logon test fails and nothing escapes.
         QVERIFY(pickup.removeRecursively());
         QVERIFY(!TestServiceAccount());
+    }
+
+    // A pickup folder on a full disk is a failure that says so, not a 0-byte .eml
+    // reported as sent; nothing is left in the folder.
+    void pickupOnFullDisk()
+    {
+        FullDisk disk;
+        if (!disk.isMounted()) {
+            QSKIP(qPrintable(disk.skipReason()));
+        }
+        const QString folder = disk.filePath(u"pickup"_s);
+        QVERIFY(QDir().mkpath(folder));
+        configure({{u"transport"_s, u"pickup"_s}, {u"pickupfolder"_s, folder}});
+        SetServiceAccount(u"migration"_s, u"migration@example.com"_s, u"mail01"_s);
+        QVERIFY(disk.leaveFree(0));
+        long number = 0;
+        QString description;
+        QVERIFY(!MailUser(makeUser(QString(), u"pw1234"_s, u"F"_s, u"L"_s, u"a@example.com"_s),
+                          makeTemplate(u"Hello"_s, u"Password: <Password>"_s), LinkBase, number,
+                          description));
+        QCOMPARE(number, ErrorNumber::DiskFull);
+        QVERIFY2(description.contains(u"the disk that holds it is full"_s),
+                 qPrintable(description));
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList());
+    }
+
+    // A server that stops answering holds neither the logon test nor a send longer
+    // than the configured time-out for each wait (here 1 second; without it a send
+    // waited 120 seconds for the reply and as long again for the QUIT).
+    void silentServer_data()
+    {
+        QTest::addColumn<SilentSmtpServer::Silence>("silence");
+        QTest::addColumn<bool>("logonPasses");
+        QTest::addColumn<bool>("sent");
+        QTest::newRow("never greets") << SilentSmtpServer::Silence::Greeting << false << false;
+        QTest::newRow("never confirms the message")
+            << SilentSmtpServer::Silence::EndOfData << true << false;
+        QTest::newRow("never answers the QUIT") << SilentSmtpServer::Silence::Quit << true << true;
+    }
+
+    void silentServer()
+    {
+        QFETCH(SilentSmtpServer::Silence, silence);
+        QFETCH(bool, logonPasses);
+        QFETCH(bool, sent);
+        SilentSmtpServer server(silence);
+        QVERIFY(server.isRunning());
+        configure({{u"smtpport"_s, QString::number(server.port())}, {u"timeout"_s, u"1"_s}});
+        SetServiceAccount(u"migration"_s, u"migration@example.com"_s, u"127.0.0.1"_s);
+
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(TestServiceAccount(), logonPasses);
+        long number = 0;
+        QString description;
+        QCOMPARE(MailUser(makeUser(QString(), QString(), u"F"_s, u"L"_s, u"a@example.com"_s),
+                          makeTemplate(u"Hello"_s, u"Body"_s), LinkBase, number, description),
+                 sent);
+        QVERIFY2(timer.elapsed() < 10000, qPrintable(u"%1 ms"_s.arg(timer.elapsed())));
+        if (!sent) {
+            QCOMPARE(number, long(CURLE_OPERATION_TIMEDOUT));
+            QVERIFY2(description.endsWith(u"the server did not answer within 1 seconds"_s),
+                     qPrintable(description));
+        }
+        QCOMPARE(server.messages(), silence == SilentSmtpServer::Silence::Greeting ? 0 : 1);
+    }
+
+    void timeoutSetting_data()
+    {
+        QTest::addColumn<QString>("timeout");
+        QTest::newRow("not a number") << u"soon"_s;
+        QTest::newRow("zero") << u"0"_s;
+        QTest::newRow("over an hour") << u"3601"_s;
+    }
+
+    void timeoutSetting()
+    {
+        QFETCH(QString, timeout);
+        configure({{u"timeout"_s, timeout}});
+        SetServiceAccount(u"migration"_s, u"migration@example.com"_s, mServer->host());
+        long number = 0;
+        QString description;
+        QVERIFY(!MailUser(makeUser(QString(), QString(), u"F"_s, u"L"_s, u"a@example.com"_s),
+                          makeTemplate(u"S"_s, u"B"_s), LinkBase, number, description));
+        QCOMPARE(description, u"The mail time-out \"%1\" set in %2 ([mail] timeout) is not a "
+                              "number of seconds from 1 to 3600"_s.arg(
+                                  timeout, mDir->filePath(u"zephrin.ini"_s)));
+        QCOMPARE(mServer->messages().size(), 0);
+    }
+
+    // An address that a header cannot carry is refused with the reason, before
+    // anything is written or sent.
+    void unsafeAddresses_data()
+    {
+        QTest::addColumn<QString>("email");
+        QTest::addColumn<QString>("description");
+        const QString control = u"\"%1\" is not an e-mail address: it holds a control character "
+                                "(such as NUL or DEL), which a mail header cannot carry"_s;
+        QTest::newRow("NUL") << u"ann\0x@example.com"_s << control.arg(u"ann?x@example.com"_s);
+        QTest::newRow("control character")
+            << u"ann\x01@example.com"_s << control.arg(u"ann?@example.com"_s);
+        QTest::newRow("DEL") << u"ann\x7f@example.com"_s << control.arg(u"ann?@example.com"_s);
+        const QString longAddress = QString(250, u'a') + u"@x.org"_s;
+        QTest::newRow("over 254 characters")
+            << longAddress
+            << u"\"%1...\" is not an e-mail address: it has 256 characters, more than the 254 "
+               "that mail allows"_s.arg(longAddress.left(80));
+    }
+
+    void unsafeAddresses()
+    {
+        QFETCH(QString, email);
+        QVERIFY(QDir(mDir->path()).mkdir(u"pickup"_s));
+        configure({{u"transport"_s, u"pickup"_s}, {u"pickupfolder"_s, u"pickup"_s}});
+        SetServiceAccount(u"migration"_s, u"migration@example.com"_s, u"mail01"_s);
+        long number = 0;
+        QString description;
+        QVERIFY(!MailUser(makeUser(QString(), QString(), u"F"_s, u"L"_s, email),
+                          makeTemplate(u"S"_s, u"B"_s), LinkBase, number, description));
+        QCOMPARE(number, ErrorNumber::InvalidProcedureCall);
+        QTEST(description, "description");
+        QCOMPARE(QDir(mDir->filePath(u"pickup"_s)).entryList(QDir::Files), QStringList());
+    }
+
+    // However long the subject and however many recipients, no header line is longer
+    // than mail allows, and text outside ASCII travels as encoded words.
+    void headerLines()
+    {
+        QList<MailMessage::Recipient> recipients;
+        for (int i = 0; i < 200; ++i) {
+            recipients.append({u"recipient.number.%1@a-long-domain-name.example.com"_s.arg(i),
+                               i % 3 == 0 ? 1 : 0});
+        }
+        const QString subject =
+            u"Ihr neues Konto für Zürich – "_s.repeated(60) + u"\x01 and a NUL \0 inside"_s;
+        const QByteArray message =
+            MailMessage::Compose(u"migration@example.com"_s, recipients, subject, u"Body"_s,
+                                 QDateTime(QDate(2024, 3, 5), QTime(14, 7, 9), QTimeZone::utc()));
+        const QByteArray headers = message.left(message.indexOf("\r\n\r\n"));
+        // Every line ends in CR LF: no lone CR or LF, no control character inside.
+        for (const QByteArray& line : QByteArray(headers).replace("\r\n", "\n").split('\n')) {
+            QVERIFY2(line.size() <= 998, line.constData());
+            QVERIFY2(!line.contains('\r') && !line.contains('\0') && !line.contains('\x01'),
+                     line.constData());
+        }
+        QVERIFY(headers.contains("\r\nSubject: =?UTF-8?B?"));
+        QVERIFY(headers.contains("\r\nTo: recipient.number.1@a-long-domain-name.example.com,\r\n "
+                                 "recipient.number.2@"));
+        QVERIFY(headers.contains("\r\nCc: recipient.number.0@a-long-domain-name.example.com,\r\n "
+                                 "recipient.number.3@"));
     }
 
     void logonTest_data()

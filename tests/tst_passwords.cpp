@@ -3,10 +3,13 @@
 #include "frame/Clock.h"
 #include "frame/MigrationError.h"
 #include "reference/ReferencePasswordEncoder.h"
+#include "reference/TargetComponentFactory.h"
 #include "support/ManualClock.h"
 
+#include <QFile>
 #include <QHash>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
@@ -19,7 +22,7 @@ class EncoderFactory : public ComponentFactory
 public:
     std::unique_ptr<PasswordEncoderComponent> CreatePasswordEncoder() override
     {
-        return std::make_unique<ReferencePasswordEncoder>();
+        return std::make_unique<ReferencePasswordEncoder>(1000);
     }
 };
 
@@ -93,7 +96,7 @@ private slots:
 
     void referenceEncoder()
     {
-        ReferencePasswordEncoder encoder;
+        ReferencePasswordEncoder encoder(1000);
         const QString clear = u"aB3xY9"_s;
         const QString encoded = encoder.EncodePassword(clear);
         QVERIFY2(encoded.startsWith(u"pbkdf2-sha256$"_s) && !encoded.contains(clear),
@@ -103,6 +106,51 @@ private slots:
         QVERIFY(!ReferencePasswordEncoder::VerifyPassword(clear, clear));
         // A fresh salt for every encoding.
         QVERIFY(encoder.EncodePassword(clear) != encoded);
+        QVERIFY(encoded.startsWith(u"pbkdf2-sha256$1000$"_s));
+        QVERIFY(ReferencePasswordEncoder().EncodePassword(clear).startsWith(
+            u"pbkdf2-sha256$600000$"_s));
+    }
+
+    // A password that an earlier build encoded at its cost keeps verifying whatever
+    // the cost of new ones; a stored cost beyond any that is written is refused at
+    // once instead of holding the caller for minutes.
+    void storedCosts_data()
+    {
+        QTest::addColumn<QString>("encoded");
+        QTest::addColumn<bool>("verifies");
+        QTest::newRow("2,000 iterations, from an earlier build")
+            << u"pbkdf2-sha256$2000$MDEyMzQ1Njc4OWFiY2RlZg==$fYpQoDjKiIfNXL+3279PoJSSechs3JL0I+IBevx6/YM="_s
+            << true;
+        QTest::newRow("same, another cost")
+            << u"pbkdf2-sha256$2001$MDEyMzQ1Njc4OWFiY2RlZg==$fYpQoDjKiIfNXL+3279PoJSSechs3JL0I+IBevx6/YM="_s
+            << false;
+        QTest::newRow("a cost beyond any written")
+            << u"pbkdf2-sha256$2000000000$MDEyMzQ1Njc4OWFiY2RlZg==$fYpQoDjKiIfNXL+3279PoJSSechs3JL0I+IBevx6/YM="_s
+            << false;
+    }
+
+    void storedCosts()
+    {
+        QFETCH(QString, encoded);
+        QTEST(ReferencePasswordEncoder::VerifyPassword(u"aB3xY9"_s, encoded), "verifies");
+    }
+
+    // The reference installation encodes new passwords at the cost its configuration
+    // sets.
+    void configuredCost()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(u"zephrin.ini"_s);
+        QFile ini(path);
+        QVERIFY(ini.open(QIODevice::WriteOnly));
+        ini.write("[directory]\npassworditerations = 1500 ; kept low for the test\n");
+        ini.close();
+        Components::setFactory(std::make_shared<TargetComponentFactory>(path));
+        QString clear;
+        QString encoded;
+        ZephrinFunctions::CreateNewPassword(clear, encoded);
+        QVERIFY2(encoded.startsWith(u"pbkdf2-sha256$1500$"_s), qPrintable(encoded));
+        QVERIFY(ReferencePasswordEncoder::VerifyPassword(clear, encoded));
     }
 };
 

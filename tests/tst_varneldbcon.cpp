@@ -1,11 +1,13 @@
 #include "db/ConnectionString.h"
 #include "db/VarnelBuilder.h"
 #include "db/VarnelDBCon.h"
+#include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "support/Describe.h"
 #include "support/EmbeddedDatabase.h"
 #include "support/Engines.h"
 
+#include <QFile>
 #include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QTemporaryDir>
@@ -290,6 +292,13 @@ private slots:
         // The document's first node is the root, and an XML declaration is that node.
         row("declaration first",
             "<?xml version=\"1.0\"?><p><x><name>A</name><value>1</value></x></p>", {}, true);
+        // Nesting is read up to 64 levels: the root, the pair, the value and 61 more.
+        const auto nestedValue = [](int levels) {
+            return u"<p><x><name>Deep</name><value>"_s + u"<b>"_s.repeated(levels) + u"v"_s +
+                   u"</b>"_s.repeated(levels) + u"</value></x></p>"_s;
+        };
+        row("64 levels", nestedValue(61), {"Deep=v"}, true);
+        row("65 levels", nestedValue(62), {}, false);
         row("not well formed", "<p><x><name>A</name></p>", {}, false);
         row("empty text", "", {}, false);
         row("not XML", "Server=mail", {}, false);
@@ -311,6 +320,44 @@ private slots:
             actual[actual.size() - 3] = u"ProfileID"_s;
         }
         QCOMPARE(actual, profile);
+    }
+
+    // Profiles that are too large or too deep for the DOM parser are skipped like
+    // those that are not well formed, and the log names each with the reason; the
+    // others are read. A 2 MB nested profile took the DOM parser minutes.
+    void refusedProfiles_data() { Engines::rows(); }
+
+    void refusedProfiles()
+    {
+        QFETCH(QString, engine);
+        QTemporaryDir logFolder;
+        GlobalVariables::gsProgramFolder = logFolder.path();
+        GlobalVariables::gsLogFileName = u"MigrationLog20240305140709.log"_s;
+        VarnelSource source;
+        const QString huge = u"<a>"_s.repeated(400000) + u"</a>"_s.repeated(200000);
+        source.profiles = {{huge, "Nested", "2 MB"},
+                           {u"<a>"_s.repeated(100) + u"</a>"_s.repeated(100), "Deep", ""},
+                           {QString::fromLatin1(PairsXml), "Sales", "Sales phones"},
+                           {"<Profile><Pair><Name>Server</Name>", "Broken", ""}};
+        TestDatabase database(engine, u"Huge"_s);
+        VarnelBuilder::WriteTo(database.connectionString(), source);
+        const CollectionPtr profiles =
+            VarnelDBCon::GetProvisioningProfiles(database.connectionString());
+        QCOMPARE(profiles->count(), 1);
+        QCOMPARE(profiles->collection(1)->item(u"ProfileName"_s).toString(), u"Sales"_s);
+
+        QFile log(logFolder.filePath(GlobalVariables::gsLogFileName));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QString text = QString::fromLatin1(log.readAll());
+        QCOMPARE(text,
+                 u"VarnelDBCon: Device Provisioning profile \"Nested\" skipped: its XML has "
+                 "2000000 characters; at most 1048576 are read\r\n\r\n"
+                 "VarnelDBCon: Device Provisioning profile \"Deep\" skipped: its XML is nested "
+                 "more than 64 levels deep\r\n\r\n"
+                 "VarnelDBCon: Device Provisioning profile \"Broken\" skipped: its XML is not "
+                 "well formed: Premature end of document. (line 1, column 34)\r\n\r\n"_s);
+        GlobalVariables::gsLogFileName.clear();
+        GlobalVariables::gsProgramFolder.clear();
     }
 
     // On SQL Server through the two stored procedures and their output parameters.

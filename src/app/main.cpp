@@ -2,11 +2,14 @@
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "frame/MigrationError.h"
+#include "frame/Prompter.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/StartupOptions.h"
 #include "pages/WizardPage.h"
 #include "reference/IniConfiguration.h"
+#include "reference/ReferenceMail.h"
+#include "reference/ReferencePasswordEncoder.h"
 #include "reference/TargetComponentFactory.h"
 
 #include <QApplication>
@@ -18,8 +21,10 @@ namespace {
 
 // The components of the reference installation read the configuration file; the
 // SQL Server driver and its login time-out come from it too, when it exists. A file
-// that is missing or unreadable is reported by the introduction page, which then
-// names the product "4.5".
+// that is missing or may not be read makes the introduction page name the product
+// "4.5" (and say "Access Denied" for the latter); a file with a line that cannot be
+// read, or a setting that is no value, is reported here, naming it, before the
+// wizard starts.
 void useConfiguration(const QString& path)
 {
     Components::setFactory(std::make_shared<TargetComponentFactory>(path));
@@ -38,7 +43,17 @@ void useConfiguration(const QString& path)
         if (ok && timeout > 0) {
             EngineSettings::giLoginTimeout = timeout;
         }
-    } catch (const MigrationError&) {
+        // Settings the components would refuse only when first used (the mail
+        // time-out, the password cost) are named now, not in the middle of a run.
+        ReferenceMail mail(path);
+        ReferencePasswordEncoder::ConfiguredIterations(path);
+    } catch (const MigrationError& error) {
+        if (error.number() != ErrorNumber::PermissionDenied) {
+            std::fprintf(stderr, "%s\n", qPrintable(error.description()));
+            AppPrompter::prompter().message(error.description(),
+                                            QStringLiteral("Configuration file"),
+                                            Prompter::Icon::Exclamation);
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include "db/ConnectionString.h"
 #include "db/EmbeddedCollations.h"
 #include "db/EngineSettings.h"
+#include "frame/FileWriting.h"
 #include "frame/MigrationError.h"
 
 #include <QFileInfo>
@@ -27,6 +28,7 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
     mEmbedded = parts.isEmbedded();
     if (mEmbedded) {
         const QString file = parts.embeddedFile();
+        mFile = file;
         if (parts.initialCatalog.isEmpty() ||
             (mode == Mode::OpenExisting && !QFileInfo(file).isFile())) {
             throw MigrationError(
@@ -35,10 +37,26 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
                     .arg(parts.initialCatalog, parts.embeddedFolder()),
                 QStringLiteral("SQLite"));
         }
+        // The engine would take an empty file for a new database without tables.
+        if (mode == Mode::OpenExisting && QFileInfo(file).size() == 0) {
+            throw MigrationError(
+                ProviderFailure,
+                QStringLiteral("Cannot open database \"%1\": the file %2 is empty, it holds "
+                               "no database")
+                    .arg(parts.initialCatalog, file),
+                QStringLiteral("SQLite"));
+        }
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), mName);
         mDatabase.setDatabaseName(file);
-        mDatabase.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=5000"));
+        mDatabase.setConnectOptions(
+            QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(EngineSettings::giEmbeddedBusyTimeout));
     } else {
+        if (parts.dataSource.isEmpty()) {
+            throw MigrationError(ProviderFailure,
+                                 QStringLiteral("The connection string names no database server "
+                                                "(Data Source)"),
+                                 QStringLiteral("Database"));
+        }
         const QString odbcText = OdbcConnectString(parts, EngineSettings::gsOdbcDriver);
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
         mDatabase.setDatabaseName(odbcText);
@@ -60,7 +78,7 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
         const QSqlError error = mDatabase.lastError();
         mDatabase = QSqlDatabase();
         QSqlDatabase::removeDatabase(mName);
-        raise(error);
+        fail(error);
     }
     if (mEmbedded) {
         try {
@@ -90,6 +108,9 @@ QSqlQuery DbConnection::prepare(const QString& sql)
     QSqlQuery query(mDatabase);
     query.setForwardOnly(true);
     if (!query.prepare(sql)) {
+        if (mEmbedded) {
+            fail(query.lastError());
+        }
         raise(query.lastError(), sql);
     }
     return query;
@@ -111,7 +132,7 @@ void DbConnection::run(QSqlQuery& query, const QString& sql, const QVariantList&
         }
     }
     if (!ok) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
 }
 
@@ -126,7 +147,7 @@ void DbConnection::readRemainingResults(QSqlQuery& query)
     while (query.nextResult()) {
     }
     if (query.lastError().isValid()) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
 }
 
@@ -161,7 +182,7 @@ QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& p
         rows.append(row);
     }
     if (query.lastError().isValid()) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
     readRemainingResults(query);
     return rows;
@@ -172,11 +193,11 @@ bool DbConnection::hasRow(const QString& sql)
     QSqlQuery query(mDatabase);
     query.setForwardOnly(true);
     if (!query.exec(sql)) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
     const bool found = query.next();
     if (!found && query.lastError().isValid()) {
-        raise(query.lastError());
+        fail(query.lastError());
     }
     readRemainingResults(query);
     return found;
@@ -197,15 +218,25 @@ void DbConnection::executeBatch(const QString& sqlServerText, const QStringList&
 
 void DbConnection::beginTransaction()
 {
-    if (!mDatabase.transaction()) {
-        raise(mDatabase.lastError());
+    if (!mEmbedded) {
+        if (!mDatabase.transaction()) {
+            fail(mDatabase.lastError());
+        }
+        return;
+    }
+    // A plain BEGIN reads first and asks for the write lock only at its first write;
+    // when another program holds that lock then, the engine fails at once instead of
+    // waiting. Taking the lock at the start lets the busy wait apply.
+    QSqlQuery begin(mDatabase);
+    if (!begin.exec(QStringLiteral("BEGIN IMMEDIATE"))) {
+        fail(begin.lastError());
     }
 }
 
 void DbConnection::commit()
 {
     if (!mDatabase.commit()) {
-        raise(mDatabase.lastError());
+        fail(mDatabase.lastError());
     }
 }
 
@@ -233,4 +264,55 @@ void DbConnection::raise(const QSqlError& error, const QString& context)
     const QString source =
         error.driverText().isEmpty() ? QStringLiteral("Database") : error.driverText().trimmed();
     throw MigrationError(errorNumber(error), description, source);
+}
+
+namespace {
+
+// The engine's primary result codes that come from the database file itself.
+constexpr int EmbeddedBusy = 5;
+constexpr int EmbeddedReadOnly = 8;
+constexpr int EmbeddedCannotOpen = 14;
+constexpr int EmbeddedNotADatabase = 26;
+
+} // namespace
+
+void DbConnection::fail(const QSqlError& error) const
+{
+    if (!mEmbedded) {
+        raise(error);
+    }
+    bool ok = false;
+    const int code = error.nativeErrorCode().toInt(&ok) & 0xFF;
+    const QString engineText = error.databaseText().trimmed();
+    QString description;
+    switch (ok ? code : -1) {
+    case EmbeddedBusy:
+        description = QStringLiteral("The database %1 is in use by another program, which keeps "
+                                     "it locked; waited %2 seconds for it. Try again when that "
+                                     "program has finished (%3)")
+                          .arg(mFile)
+                          .arg(EngineSettings::giEmbeddedBusyTimeout / 1000.0)
+                          .arg(engineText);
+        break;
+    case EmbeddedReadOnly:
+    case EmbeddedCannotOpen: {
+        // The engine keeps a journal beside the file while it writes, so a folder that
+        // may not be written to stops a write as surely as a read-only file.
+        const QString why = FileWriting::WhyNotWritable(mFile, true);
+        if (!why.isEmpty()) {
+            description =
+                QStringLiteral("The database file %1 %2 (%3)").arg(mFile, why, engineText);
+        }
+        break;
+    }
+    case EmbeddedNotADatabase:
+        description = QStringLiteral("The file %1 is not a database (%2)").arg(mFile, engineText);
+        break;
+    default:
+        break;
+    }
+    if (description.isEmpty()) {
+        raise(error);
+    }
+    throw MigrationError(errorNumber(error), description, QStringLiteral("SQLite"));
 }

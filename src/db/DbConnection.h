@@ -48,6 +48,8 @@ public:
     // counterpart statements run one after the other in one transaction.
     void executeBatch(const QString& sqlServerText, const QStringList& embeddedStatements);
 
+    // On the embedded engine the transaction takes the write lock at once, so that
+    // it waits for another program's lock instead of failing halfway.
     void beginTransaction();
     void commit();
     void rollback();
@@ -69,6 +71,9 @@ public:
     // The number and text of a driver failure, as the wizard reports it.
     static long errorNumber(const QSqlError& error);
     [[noreturn]] static void raise(const QSqlError& error, const QString& context = QString());
+    // As raise, but a failure of the embedded engine that comes from its file (locked
+    // by another program, read-only, not a database) says so and names the file.
+    [[noreturn]] void fail(const QSqlError& error) const;
 
 private:
     // Prepares and runs one statement on query, binding the positional parameters.
@@ -79,4 +84,5 @@ private:
     QString mName;
     QSqlDatabase mDatabase;
     bool mEmbedded = false;
+    QString mFile;
 };

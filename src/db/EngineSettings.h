@@ -8,4 +8,7 @@ namespace EngineSettings {
 inline QString gsOdbcDriver = QStringLiteral("FreeTDS");
 // Seconds to wait for a SQL Server login before giving up.
 inline int giLoginTimeout = 15;
+// Milliseconds that a statement on the embedded engine waits for another program's
+// lock on the database file to go away before it fails.
+inline int giEmbeddedBusyTimeout = 5000;
 } // namespace EngineSettings

@@ -2,6 +2,7 @@
 
 #include "db/DbConnection.h"
 #include "db/VarnelSql.h"
+#include "frame/CommonFunctions.h"
 #include "frame/MigrationError.h"
 
 #include <QDomDocument>
@@ -9,6 +10,7 @@
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QUuid>
+#include <QXmlStreamReader>
 
 namespace VarnelDBCon {
 
@@ -28,6 +30,36 @@ QVariant textValue(const QSqlRecord& row, const QString& column)
 QString nodeText(const QDomNode& node)
 {
     return node.isElement() ? node.toElement().text() : node.nodeValue();
+}
+
+// Why the XML is not handed to the DOM parser, or empty. The nesting is measured
+// with a streaming reader, which takes time in proportion to the text.
+QString profileXmlRefusal(const QString& xml)
+{
+    if (xml.size() > MaxProfileXmlLength) {
+        return QStringLiteral("its XML has %1 characters; at most %2 are read")
+            .arg(xml.size())
+            .arg(MaxProfileXmlLength);
+    }
+    QXmlStreamReader reader(xml);
+    int depth = 0;
+    while (!reader.atEnd()) {
+        switch (reader.readNext()) {
+        case QXmlStreamReader::StartElement:
+            if (++depth > MaxProfileXmlDepth) {
+                return QStringLiteral("its XML is nested more than %1 levels deep")
+                    .arg(MaxProfileXmlDepth);
+            }
+            break;
+        case QXmlStreamReader::EndElement:
+            --depth;
+            break;
+        default:
+            break;
+        }
+    }
+    // A text that is not well formed is left to the DOM parser, which says why.
+    return QString();
 }
 
 // Runs a registry procedure with one input and one output parameter and returns the
@@ -173,12 +205,17 @@ CollectionPtr GetProvisioningProfiles(const QString& connectionString)
             if (xml.isNull()) {
                 continue;
             }
-            const CollectionPtr profile =
-                ParseProfileXml(xml.toString(), row.value(QStringLiteral("Name")).toString(),
-                                row.value(QStringLiteral("Description")).toString());
+            const QString name = row.value(QStringLiteral("Name")).toString();
+            QString why;
+            const CollectionPtr profile = ParseProfileXml(
+                xml.toString(), name, row.value(QStringLiteral("Description")).toString(), &why);
             if (profile) {
                 profiles->add(toVariant(profile),
                               profile->item(QStringLiteral("ProfileID")).toString());
+            } else {
+                CommonFunctions::WriteLog(
+                    QStringLiteral("VarnelDBCon: Device Provisioning profile \"%1\" skipped: %2")
+                        .arg(name, why));
             }
         }
     } catch (...) {
@@ -187,16 +224,33 @@ CollectionPtr GetProvisioningProfiles(const QString& connectionString)
     return profiles;
 }
 
-CollectionPtr ParseProfileXml(const QString& xml, const QString& name, const QString& description)
+CollectionPtr ParseProfileXml(const QString& xml, const QString& name, const QString& description,
+                              QString* why)
 {
+    const auto refuse = [&](const QString& reason) {
+        if (why != nullptr) {
+            *why = reason;
+        }
+        return nullptr;
+    };
     try {
+        const QString refusal = profileXmlRefusal(xml);
+        if (!refusal.isEmpty()) {
+            return refuse(refusal);
+        }
         QDomDocument document;
-        if (!document.setContent(xml)) {
-            return nullptr;
+        QString message;
+        int line = 0;
+        int column = 0;
+        if (!document.setContent(xml, &message, &line, &column)) {
+            return refuse(QStringLiteral("its XML is not well formed: %1 (line %2, column %3)")
+                              .arg(message)
+                              .arg(line)
+                              .arg(column));
         }
         const QDomNode root = document.firstChild();
         if (root.isNull()) {
-            return nullptr;
+            return refuse(QStringLiteral("its XML is empty"));
         }
         const CollectionPtr profile = Collection::create();
         const QDomNodeList pairs = root.childNodes();
@@ -223,8 +277,10 @@ CollectionPtr ParseProfileXml(const QString& xml, const QString& name, const QSt
         profile->add(name, QStringLiteral("ProfileName"));
         profile->add(description, QStringLiteral("ProfileDescription"));
         return profile;
+    } catch (const std::exception& failure) {
+        return refuse(QString::fromLocal8Bit(failure.what()));
     } catch (...) {
-        return nullptr;
+        return refuse(QStringLiteral("its XML could not be read"));
     }
 }
 

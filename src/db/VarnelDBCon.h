@@ -27,13 +27,21 @@ CollectionPtr GetUserSettingsByID(int userID, const QStringList& settingNames,
 QStringList GetUserMailHomeServers(const QString& connectionString);
 
 // One profile record per readable profile, keyed by its "ProfileID"; a profile whose
-// XML cannot be read is skipped. A failure of the read ends the list where it is.
+// XML cannot be read is skipped, and the log says which and why. A failure of the
+// read ends the list where it is.
 CollectionPtr GetProvisioningProfiles(const QString& connectionString);
+
+// Profile XML beyond these is refused before it is parsed: the DOM parser slows
+// down badly on deep nesting, and no profile needs more than a few levels.
+inline constexpr qsizetype MaxProfileXmlLength = 1024 * 1024; // characters
+inline constexpr int MaxProfileXmlDepth = 64;                 // nested elements
 
 // The name/value pairs of a profile's XML (the first pair of a name wins), then
 // "ProfileID" (a new GUID text), "ProfileName" and "ProfileDescription". Null when the
-// XML cannot be read.
-CollectionPtr ParseProfileXml(const QString& xml, const QString& name, const QString& description);
+// XML cannot be read: not well formed, longer or deeper than the limits above; why
+// then says which.
+CollectionPtr ParseProfileXml(const QString& xml, const QString& name, const QString& description,
+                              QString* why = nullptr);
 
 // A new GUID as "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}", upper-case hexadecimal.
 QString NewGuidText();

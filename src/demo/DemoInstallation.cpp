@@ -2,13 +2,13 @@
 
 #include "db/ConnectionString.h"
 #include "db/VarnelBuilder.h"
+#include "frame/FileWriting.h"
 #include "frame/MigrationError.h"
 #include "reference/DirectoryBuilder.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QTemporaryDir>
 
 namespace {
@@ -94,19 +94,19 @@ void writeConfiguration(const DemoInstallation& demo)
                        "\n"
                        "[directory]\n"
                        "connectionstring=%4\n"
+                       "; A demo's password cost, so that a demo of many users runs quickly.\n"
+                       "; A real installation leaves passworditerations out (600000, current\n"
+                       "; guidance) or sets it higher.\n"
+                       "passworditerations=%6\n"
                        "\n"
                        "[mail]\n"
                        "transport=pickup\n"
                        "pickupfolder=%5\n")
             .arg(QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
                  demo.configurationPath, QString::fromLatin1(DemoData::ProductName),
-                 demo.directoryConnectionString, demo.mailFolder);
-    QSaveFile file(demo.configurationPath);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text) || file.write(text.toUtf8()) < 0 ||
-        !file.commit()) {
-        refuse(ErrorNumber::PathFileAccess, QStringLiteral("%1 could not be written: %2")
-                                                .arg(demo.configurationPath, file.errorString()));
-    }
+                 demo.directoryConnectionString, demo.mailFolder,
+                 QString::number(DemoInstallation::PasswordIterations));
+    FileWriting::WriteNew(demo.configurationPath, text.toUtf8(), Source);
 }
 
 // Takes back what a failed attempt wrote; files that were there before are not touched.

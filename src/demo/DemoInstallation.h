@@ -10,7 +10,7 @@
 //   Varnel.sqlite     the source database (server "sqlite:<folder>", database "Varnel")
 //   Directory.sqlite  the Zephrin Directory
 //   zephrin.ini       product name, the Directory's connection string, mail to a
-//                     pickup folder
+//                     pickup folder, a low password cost (marked as a demo's)
 //   mail/             the pickup folder: one .eml file per introduction e-mail
 struct DemoInstallation
 {
@@ -31,6 +31,11 @@ struct DemoInstallation
     // was written before a failure is removed again.
     static DemoInstallation Create(const QString& folder,
                                    int userCount = DemoData::DefaultUserCount);
+
+    // The cost at which the demo encodes new passwords: every migrated demo user gets
+    // one, and at the default cost a demo of a thousand users would spend minutes on
+    // them. Its zephrin.ini says that a real installation leaves the setting out.
+    static constexpr int PasswordIterations = 10000;
 
     // The file names inside the folder.
     static QString SourceFileName();

@@ -11,6 +11,7 @@ public:
     virtual ~ConfigurationComponent() = default;
     // The text of a setting; empty when it is not set.
     virtual QString GetSetting(const QString& name) = 0;
-    // The connection string of the Directory database; empty when not configured.
+    // The connection string of the Directory database. When none is configured it
+    // is empty, or the component raises an error that says where it should be set.
     virtual QString GetDirectoryConnectionString() = 0;
 };

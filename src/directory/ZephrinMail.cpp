@@ -3,33 +3,14 @@
 #include "directory/DirectoryErrors.h"
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
-#include "frame/Clock.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 
-#include <QElapsedTimer>
 #include <QRandomGenerator>
 
 #include <cmath>
 
 namespace {
-
-// A seed that changes from call to call: the wizard's clock, sharpened by a
-// steadily running nanosecond counter and a call count, so two users who get their
-// passwords within the same millisecond (or under a clock that stands still) still
-// get different ones.
-quint64 clockSeed()
-{
-    static QElapsedTimer running;
-    static quint64 calls = 0;
-    if (!running.isValid()) {
-        running.start();
-    }
-    ++calls;
-    const auto now = static_cast<quint64>(AppClock::clock().now().toMSecsSinceEpoch());
-    return now ^ (static_cast<quint64>(running.nsecsElapsed()) << 7) ^
-           (calls * 0x9E3779B97F4A7C15ULL);
-}
 
 // The mail logon test of one candidate account; a failed test is no error.
 bool passesLogon(MailComponent& mail, const QString& account)
@@ -46,9 +27,12 @@ bool passesLogon(MailComponent& mail, const QString& account)
 
 } // namespace
 
+// The characters are drawn from the system's cryptographic random source rather
+// than a generator seeded from the clock: whoever knew roughly when the run took
+// place could otherwise work out every new password.
 QString ZephrinFunctions::GeneratePassword(int length)
 {
-    QRandomGenerator random(clockSeed());
+    QRandomGenerator& random = *QRandomGenerator::system();
     QString password;
     password.reserve(qMax(length, 0));
     for (int i = 0; i < length; ++i) {

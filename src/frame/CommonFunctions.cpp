@@ -1,11 +1,10 @@
 #include "frame/CommonFunctions.h"
 
+#include "frame/FileWriting.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QFile>
 #include <QStandardPaths>
 
 namespace {
@@ -13,19 +12,16 @@ namespace {
 const QString crlf = QStringLiteral("\r\n");
 QString lastLogFilePath;
 
+// One entry goes into the file whole or not at all.
 bool appendEntry(const QString& path, const QByteArray& bytes)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+    try {
+        FileWriting::AppendWhole(path, bytes, QStringLiteral("CommonFunctions.WriteLog"));
+    } catch (const MigrationError&) {
         return false;
     }
-    const bool written = file.write(bytes) == bytes.size();
-    file.close();
-    const bool ok = written && file.error() == QFileDevice::NoError;
-    if (ok) {
-        lastLogFilePath = path;
-    }
-    return ok;
+    lastLogFilePath = path;
+    return true;
 }
 
 } // namespace
@@ -70,10 +66,11 @@ bool CommonFunctions::WriteLog(const QString& text)
     if (appendEntry(ProgramFolder() + QLatin1Char('/') + fileName, bytes)) {
         return true;
     }
-    // The program folder may not be writable (an installed program): the same
-    // file goes to the user's own state folder instead.
+    // The program folder may not be writable (an installed program), or its disk
+    // full: an entry that did not go there goes to the same file in the user's own
+    // state folder instead, which no one else may read.
     const QString fallback = FallbackLogFolder();
-    if (fallback.isEmpty() || !QDir().mkpath(fallback)) {
+    if (fallback.isEmpty() || !FileWriting::MakePrivateFolder(fallback)) {
         return false;
     }
     return appendEntry(fallback + QLatin1Char('/') + fileName, bytes);
@@ -122,16 +119,12 @@ QString CommonFunctions::CharCodesToText(const QString& list)
     return result;
 }
 
+// A report that did not fit on the disk is a failure too, not only one whose file
+// could not be opened: the administrator would otherwise keep a cut-off copy.
 void CommonFunctions::AppendTextToFile(const QString& path, const QString& text)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
-        throw MigrationError(ErrorNumber::PathFileAccess,
-                             QStringLiteral("Path/File access error: ") + file.errorString(),
+    FileWriting::AppendWhole(path, ToSingleByte(text),
                              QStringLiteral("CommonFunctions.AppendTextToFile"));
-    }
-    file.write(ToSingleByte(text));
-    file.close();
 }
 
 // The object variant finds only items that hold a collection (an absent one

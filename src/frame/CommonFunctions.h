@@ -15,7 +15,9 @@ inline const QString LogFileTimeFormat = QStringLiteral("yyyyMMddhhmmss");
 
 // Appends one entry to this pass's log: each CR LF separated line ends in CR LF,
 // then one empty line follows. Written in a single-byte code page (ISO 8859-1).
-// Never raises; false when the entry could not be written anywhere.
+// An entry goes to disk whole or not at all; one that could not be written to the
+// program folder goes to the per-user folder. Never raises; false when the entry
+// could not be written anywhere. A new log file is readable by its owner only.
 bool WriteLog(const QString& text);
 
 // Replaces "<IMAPP>" and then "<EXAPP>", case-sensitively, by the product names.
@@ -29,8 +31,9 @@ QString IndentLines(const QString& text, int count);
 // character. An element that is not a number raises.
 QString CharCodesToText(const QString& list);
 
-// Appends text as it is to a file, creating it. Failing to open raises; a failure
-// while writing or closing is swallowed.
+// Appends text as it is to a file, creating it readable by its owner only. Failing
+// to open raises, and so does a write that failed or was cut short (a full disk);
+// the file is then left as it was.
 void AppendTextToFile(const QString& path, const QString& text);
 
 bool ObjectKeyExists(const CollectionPtr& collection, const QString& key);

@@ -32,8 +32,10 @@ namespace ErrorNumber {
 constexpr long InvalidProcedureCall = 5;
 constexpr long SubscriptOutOfRange = 9;
 constexpr long TypeMismatch = 13;
+constexpr long DiskFull = 61;
 constexpr long PermissionDenied = 70;
 constexpr long PathFileAccess = 75;
+constexpr long InvalidFileFormat = 321;
 constexpr long CannotCreateComponent = 429;
 constexpr long DuplicateKey = 457;
 } // namespace ErrorNumber

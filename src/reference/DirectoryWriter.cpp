@@ -24,6 +24,78 @@ QString DirectoryWriter::text(const QVariant& value)
     return result.isNull() ? QStringLiteral("") : result;
 }
 
+namespace {
+
+// The longest text each position of the user field array may hold. The login ID
+// is held to the 50 characters that the wizard's conflict check can compare.
+int maximumLength(int position)
+{
+    switch (position) {
+    case 8:
+        return 50;
+    case 10:
+    case 11:
+        return 20;
+    case 16:
+        return 50;
+    default:
+        return 255;
+    }
+}
+
+bool holdsControlCharacter(const QString& text)
+{
+    for (const QChar c : text) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F) {
+            return true;
+        }
+    }
+    return false;
+}
+
+[[noreturn]] void refuseField(const QString& description)
+{
+    throw MigrationError(ErrorNumber::InvalidProcedureCall, description,
+                         QStringLiteral("DirectoryUser"));
+}
+
+} // namespace
+
+void DirectoryWriter::checkUserFields(const QVariantList& userFields)
+{
+    const QStringList& columns = userColumns();
+    for (int position = 1; position < qMin(userFields.size(), columns.size()); ++position) {
+        const QVariant value = userFields.at(position);
+        if (value.isNull() || value.typeId() != QMetaType::QString) {
+            continue;
+        }
+        const QString field = columns.at(position);
+        const QString text = value.toString();
+        if (text.contains(QChar(0)) || (position == 8 && holdsControlCharacter(text))) {
+            refuseField(QStringLiteral("The field %1 holds a NUL or another control character, "
+                                       "which the Directory cannot hold")
+                            .arg(field));
+        }
+        if (text.size() > maximumLength(position)) {
+            refuseField(QStringLiteral("The field %1 holds %2 characters; the Directory holds at "
+                                       "most %3")
+                            .arg(field)
+                            .arg(text.size())
+                            .arg(maximumLength(position)));
+        }
+    }
+    // A user's services show the first and last name, with a blank between them.
+    if (userFields.size() > 2 && !userFields.at(1).isNull() && !userFields.at(2).isNull()) {
+        const qsizetype fullName =
+            userFields.at(1).toString().size() + 1 + userFields.at(2).toString().size();
+        if (fullName > 255) {
+            refuseField(QStringLiteral("The fields FirstName and LastName make a full name of %1 "
+                                       "characters; the Directory holds at most 255")
+                            .arg(fullName));
+        }
+    }
+}
+
 const QStringList& DirectoryWriter::userColumns()
 {
     static const QStringList columns = {QStringLiteral("UserID"),
@@ -156,7 +228,7 @@ void DirectoryWriter::run(QSqlQuery& query, const QVariantList& values)
         query.bindValue(index, values.at(index));
     }
     if (!query.exec()) {
-        DbConnection::raise(query.lastError());
+        mConnection.fail(query.lastError());
     }
 }
 
@@ -168,6 +240,7 @@ int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVar
             QStringLiteral("A user is described by 19 fields, not %1").arg(userFields.size()),
             QStringLiteral("DirectoryUser"));
     }
+    checkUserFields(userFields);
     const auto number = [&](int position, int fallback) {
         const QVariant value = userFields.at(position);
         return value.isNull() ? fallback : value.toInt();

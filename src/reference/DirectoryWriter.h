@@ -49,6 +49,11 @@ public:
 
     // Text for a column that holds no null: a null value becomes the empty text.
     static QString text(const QVariant& value);
+    // Refuses a user field array that the Directory cannot hold as it is: a text
+    // longer than its column, a NUL in any text, a control character in the login
+    // ID, a full name longer than the services' display name. Null positions are
+    // not checked (an update leaves them as they are). The error names the field.
+    static void checkUserFields(const QVariantList& userFields);
     // The fwtUser column of each position of a user field array, 0 to 18.
     static const QStringList& userColumns();
     // A column value read back as the field array carries it (flags as Booleans).

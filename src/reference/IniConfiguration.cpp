@@ -6,7 +6,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTextStream>
+#include <QStringDecoder>
 
 namespace {
 
@@ -27,46 +27,120 @@ IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
                              QStringLiteral("IniConfiguration"));
     }
     QFile file(path);
-    if (info.isDir() || !file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+    if (info.isDir() || !file.open(QIODevice::ReadOnly)) {
         throw MigrationError(ErrorNumber::PermissionDenied,
                              QStringLiteral("Permission denied: %1").arg(path),
                              QStringLiteral("IniConfiguration"));
     }
-    read(file);
+    read(file.readAll());
 }
+
+IniConfiguration::IniConfiguration(const QString& path, const QByteArray& contents) : mPath(path)
+{
+    read(contents);
+}
+
+namespace {
+
+// The text of the file: UTF-8 (a byte-order mark is dropped) when it is valid
+// UTF-8, else Latin-1, as an editor that saves in the system's 8-bit code page
+// writes it.
+QString decode(const QByteArray& contents)
+{
+    QByteArray bytes = contents;
+    if (bytes.startsWith("\xEF\xBB\xBF")) {
+        bytes.remove(0, 3);
+    }
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = utf8.decode(bytes);
+    if (!utf8.hasError()) {
+        return text;
+    }
+    return QString::fromLatin1(bytes);
+}
+
+// A ';' that follows a blank begins a comment, unless it stands between double
+// quotes: "pwd=a;b" keeps its ';', "smtpport = 25 ; default" loses the comment.
+QString withoutComment(const QString& text)
+{
+    bool quoted = false;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c == QLatin1Char('"')) {
+            quoted = !quoted;
+        } else if (c == QLatin1Char(';') && !quoted && i > 0 && text.at(i - 1).isSpace()) {
+            return text.left(i).trimmed();
+        }
+    }
+    return text.trimmed();
+}
+
+bool isComment(const QString& line)
+{
+    return line.startsWith(QLatin1Char(';')) || line.startsWith(QLatin1Char('#'));
+}
+
+} // namespace
 
 // The file is read line by line rather than through QSettings, which would split a
 // value at its commas ("Data Source=dbhost,1433" or "Zephrin, Inc."). The first
-// line of a key in its section counts.
-void IniConfiguration::read(QFile& file)
+// line of a key in its section counts. A line that is neither a section header, a
+// setting nor a comment makes the file unreadable: taken as nothing, it would let
+// the settings after it fall into the section before it.
+void IniConfiguration::read(const QByteArray& contents)
 {
-    QTextStream in(&file);
+    const QStringList lines = decode(contents).split(QLatin1Char('\n'));
     QString current;
-    while (!in.atEnd()) {
-        const QString line = in.readLine().trimmed();
-        if (line.isEmpty() || line.startsWith(QLatin1Char(';')) ||
-            line.startsWith(QLatin1Char('#'))) {
+    for (qsizetype number = 1; number <= lines.size(); ++number) {
+        const QString line = lines.at(number - 1).trimmed();
+        if (line.isEmpty() || isComment(line)) {
             continue;
         }
-        if (line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'))) {
-            current = line.mid(1, line.size() - 2).trimmed();
+        if (line.startsWith(QLatin1Char('['))) {
+            const qsizetype close = line.indexOf(QLatin1Char(']'));
+            const QString rest = close < 0 ? QString() : line.mid(close + 1).trimmed();
+            if (close < 0 || !(rest.isEmpty() || isComment(rest))) {
+                refuseLine(number, line);
+            }
+            current = line.mid(1, close - 1).trimmed();
             continue;
         }
-        const int eq = line.indexOf(QLatin1Char('='));
-        if (eq < 0) {
-            continue;
+        const qsizetype eq = line.indexOf(QLatin1Char('='));
+        if (eq <= 0) {
+            refuseLine(number, line);
         }
         const QString key = settingKey(current, line.left(eq).trimmed());
         if (mSettings.contains(key)) {
             continue;
         }
-        QString value = line.mid(eq + 1).trimmed();
+        QString value = withoutComment(line.mid(eq + 1));
         if (value.size() >= 2 && value.startsWith(QLatin1Char('"')) &&
             value.endsWith(QLatin1Char('"'))) {
             value = value.mid(1, value.size() - 2);
         }
         mSettings.insert(key, value);
     }
+}
+
+void IniConfiguration::refuseLine(qsizetype number, const QString& line) const
+{
+    constexpr qsizetype Shown = 60;
+    QString shown = line.left(Shown);
+    for (QChar& c : shown) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F) {
+            c = QLatin1Char('?');
+        }
+    }
+    if (line.size() > Shown) {
+        shown += QStringLiteral("...");
+    }
+    throw MigrationError(ErrorNumber::InvalidFileFormat,
+                         QStringLiteral("The configuration file %1, line %2, is neither a "
+                                        "[section], a name=value setting nor a comment: \"%3\"")
+                             .arg(mPath)
+                             .arg(number)
+                             .arg(shown),
+                         QStringLiteral("IniConfiguration"));
 }
 
 QString IniConfiguration::GetSetting(const QString& name)
@@ -78,7 +152,16 @@ QString IniConfiguration::GetSetting(const QString& name)
 
 QString IniConfiguration::GetDirectoryConnectionString()
 {
-    return GetSetting(QStringLiteral("directory:connectionstring"));
+    const QString text = GetSetting(QStringLiteral("directory:connectionstring"));
+    if (text.trimmed().isEmpty()) {
+        throw MigrationError(ErrorNumber::InvalidProcedureCall,
+                             QStringLiteral("The configuration file %1 names no Directory "
+                                            "database: connectionstring under [directory] is "
+                                            "missing or empty")
+                                 .arg(mPath),
+                             QStringLiteral("IniConfiguration"));
+    }
+    return text;
 }
 
 QString IniConfiguration::locate(const QString& commandLinePath)

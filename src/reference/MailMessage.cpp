@@ -59,15 +59,20 @@ QByteArray quotedPrintableLine(const QByteArray& line)
     return out;
 }
 
-QString joinAddresses(const QList<MailMessage::Recipient>& recipients, bool copies)
+// An address header, folded after each comma so that a long list of recipients
+// never makes a line longer than mail allows; empty without addresses of the kind.
+QByteArray addressHeader(const char* name, const QList<MailMessage::Recipient>& recipients,
+                         bool copies)
 {
-    QStringList addresses;
+    QByteArray header;
     for (const auto& recipient : recipients) {
-        if ((recipient.kind == 1) == copies) {
-            addresses.append(recipient.address);
+        if ((recipient.kind == 1) != copies) {
+            continue;
         }
+        header.append(header.isEmpty() ? QByteArray(name) + ": " : QByteArray(",\r\n "));
+        header.append(recipient.address.toUtf8());
     }
-    return addresses.join(QStringLiteral(", "));
+    return header.isEmpty() ? header : header + Crlf;
 }
 
 QString domainOf(const QString& address)
@@ -83,7 +88,49 @@ bool MailMessage::IsAddress(const QString& text)
 {
     static const QRegularExpression pattern(
         QStringLiteral(R"(^[^@\s;|<>,"()\[\]\\]+@[^@\s;|<>,"()\[\]\\]+$)"));
-    return pattern.match(text).hasMatch();
+    return text.size() <= MaxAddressLength && !HasControlCharacter(text) &&
+           pattern.match(text).hasMatch();
+}
+
+bool MailMessage::HasControlCharacter(const QString& text)
+{
+    for (const QChar c : text) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F || c.category() == QChar::Other_Control) {
+            return true;
+        }
+    }
+    return false;
+}
+
+QString MailMessage::Shown(const QString& text)
+{
+    QString shown = text.left(80);
+    for (QChar& c : shown) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F || c.category() == QChar::Other_Control) {
+            c = QLatin1Char('?');
+        }
+    }
+    return text.size() > 80 ? shown + QStringLiteral("...") : shown;
+}
+
+QString MailMessage::AddressProblem(const QString& text)
+{
+    if (HasControlCharacter(text)) {
+        return QStringLiteral("\"%1\" is not an e-mail address: it holds a control character "
+                              "(such as NUL or DEL), which a mail header cannot carry")
+            .arg(Shown(text));
+    }
+    if (text.size() > MaxAddressLength) {
+        return QStringLiteral("\"%1\" is not an e-mail address: it has %2 characters, more than "
+                              "the %3 that mail allows")
+            .arg(Shown(text))
+            .arg(text.size())
+            .arg(MaxAddressLength);
+    }
+    if (!IsAddress(text)) {
+        return QStringLiteral("\"%1\" is not an e-mail address").arg(Shown(text));
+    }
+    return QString();
 }
 
 QList<MailMessage::Recipient> MailMessage::ParseRecipients(const QString& recipients)
@@ -101,11 +148,10 @@ QList<MailMessage::Recipient> MailMessage::ParseRecipients(const QString& recipi
         if (recipient.address.isEmpty()) {
             continue;
         }
-        if (!IsAddress(recipient.address)) {
-            throw MigrationError(
-                ErrorNumber::InvalidProcedureCall,
-                QStringLiteral("\"%1\" is not an e-mail address").arg(recipient.address),
-                QStringLiteral("MailMessage"));
+        const QString problem = AddressProblem(recipient.address);
+        if (!problem.isEmpty()) {
+            throw MigrationError(ErrorNumber::InvalidProcedureCall, problem,
+                                 QStringLiteral("MailMessage"));
         }
         parsed.append(recipient);
     }
@@ -121,8 +167,13 @@ QByteArray MailMessage::EncodeHeaderText(const QString& text)
 {
     QString flat = text;
     flat.replace(QStringLiteral("\r\n"), QStringLiteral(" "));
-    flat.replace(QLatin1Char('\r'), QLatin1Char(' '));
-    flat.replace(QLatin1Char('\n'), QLatin1Char(' '));
+    // Line breaks and the other control characters (NUL, DEL, ...) have no place in
+    // a header, not even encoded: each becomes a blank.
+    for (QChar& c : flat) {
+        if (c.unicode() < 0x20 || c.unicode() == 0x7F || c.category() == QChar::Other_Control) {
+            c = QLatin1Char(' ');
+        }
+    }
     if (isPrintableAscii(flat) && flat.size() <= 66 && !flat.contains(QStringLiteral("=?"))) {
         return flat.toLatin1();
     }
@@ -177,20 +228,14 @@ QByteArray MailMessage::QuotedPrintable(const QString& text)
 QByteArray MailMessage::Compose(const QString& fromAddress, const QList<Recipient>& recipients,
                                 const QString& subject, const QString& body, const QDateTime& date)
 {
-    const QString to = joinAddresses(recipients, false);
-    const QString cc = joinAddresses(recipients, true);
     const QString messageId = QUuid::createUuid().toString(QUuid::WithoutBraces) +
                               QLatin1Char('@') + domainOf(fromAddress);
 
     QByteArray message;
     message.append("Date: " + date.toString(Qt::RFC2822Date).toLatin1() + Crlf);
     message.append("From: " + fromAddress.toUtf8() + Crlf);
-    if (!to.isEmpty()) {
-        message.append("To: " + to.toUtf8() + Crlf);
-    }
-    if (!cc.isEmpty()) {
-        message.append("Cc: " + cc.toUtf8() + Crlf);
-    }
+    message.append(addressHeader("To", recipients, false));
+    message.append(addressHeader("Cc", recipients, true));
     message.append("Subject: " + EncodeHeaderText(subject) + Crlf);
     message.append("Message-ID: <" + messageId.toUtf8() + ">" + Crlf);
     message.append("MIME-Version: 1.0" + Crlf);

@@ -21,6 +21,7 @@ QVariant ReferenceDirectoryUser::ModifyUser(const QVariantList& userFields,
                              QStringLiteral("A user to modify needs its user ID and 19 fields"),
                              Source);
     }
+    DirectoryWriter::checkUserFields(userFields);
     const int userID = userFields.at(0).toInt();
     QStringList assignments;
     QVariantList values;
@@ -80,6 +81,13 @@ QVariant ReferenceDirectoryUser::RemoveUser(int userID, const QString& /*reserve
 {
     DbConnection connection(connectionString);
     connection.inTransaction([&] {
+        const auto found = connection.select(
+            QStringLiteral("SELECT COUNT(*) FROM fwtUser WHERE UserID = ?"), {userID});
+        if (found.isEmpty() || found.first().value(0).toInt() == 0) {
+            throw MigrationError(
+                ErrorNumber::InvalidProcedureCall,
+                QStringLiteral("There is no directory user with the ID %1").arg(userID), Source);
+        }
         connection.execute(QStringLiteral("UPDATE fwtUser SET DefaultServiceID = NULL "
                                           "WHERE UserID = ?"),
                            {userID});

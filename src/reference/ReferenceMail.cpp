@@ -3,6 +3,7 @@
 #include "db/DbConnection.h"
 #include "directory/DefaultServices.h"
 #include "frame/Clock.h"
+#include "frame/FileWriting.h"
 #include "frame/MigrationError.h"
 #include "reference/IniConfiguration.h"
 #include "reference/MailMessage.h"
@@ -12,7 +13,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSqlRecord>
 #include <QTcpSocket>
 #include <QTemporaryFile>
@@ -20,6 +20,10 @@
 
 #include <curl/curl.h>
 #include <mutex>
+
+#ifdef Q_OS_UNIX
+#include <sys/socket.h>
+#endif
 
 namespace {
 
@@ -69,6 +73,33 @@ QString localPart(const QString& address)
     return address.left(address.indexOf(QLatin1Char('@')));
 }
 
+// One reply line of the server, trimmed; empty when none came before the deadline.
+QByteArray readLine(QTcpSocket& socket, const QDeadlineTimer& deadline)
+{
+    while (!socket.canReadLine()) {
+        if (deadline.hasExpired() ||
+            !socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+            return QByteArray();
+        }
+    }
+    return socket.readLine().trimmed();
+}
+
+// After a send that failed, the session is given up without a QUIT: a server that
+// stopped answering would otherwise hold the run for one more time-out.
+void dropConnection(CURL* curl)
+{
+#ifdef Q_OS_UNIX
+    curl_socket_t socket = CURL_SOCKET_BAD;
+    if (curl_easy_getinfo(curl, CURLINFO_ACTIVESOCKET, &socket) == CURLE_OK &&
+        socket != CURL_SOCKET_BAD) {
+        ::shutdown(socket, SHUT_RDWR);
+    }
+#else
+    Q_UNUSED(curl);
+#endif
+}
+
 } // namespace
 
 ReferenceMail::ReferenceMail(const QString& configurationPath)
@@ -96,6 +127,20 @@ ReferenceMail::ReferenceMail(const QString& configurationPath)
         }
     }
     mPickupFolder = configuration.GetSetting(QStringLiteral("mail:pickupfolder")).trimmed();
+
+    const QString timeout = configuration.GetSetting(QStringLiteral("mail:timeout")).trimmed();
+    if (!timeout.isEmpty()) {
+        bool ok = false;
+        mTimeoutSeconds = timeout.toInt(&ok);
+        if (!ok || mTimeoutSeconds < 1 || mTimeoutSeconds > MaxTimeoutSeconds) {
+            throw MigrationError(ErrorNumber::InvalidProcedureCall,
+                                 QStringLiteral("The mail time-out \"%1\" set in %2 ([mail] "
+                                                "timeout) is not a number of seconds from 1 to %3")
+                                     .arg(timeout, configurationPath)
+                                     .arg(MaxTimeoutSeconds),
+                                 Source);
+        }
+    }
 }
 
 // --- accounts ------------------------------------------------------------------------
@@ -227,35 +272,30 @@ bool ReferenceMail::greets(const Endpoint& endpoint) const
     if (endpoint.host.isEmpty() || endpoint.port == 0) {
         return false;
     }
+    const int timeout = mTimeoutSeconds * 1000;
     QTcpSocket socket;
     socket.connectToHost(endpoint.host, static_cast<quint16>(endpoint.port));
-    if (!socket.waitForConnected(ConnectTimeoutSeconds * 1000)) {
+    if (!socket.waitForConnected(timeout)) {
+        socket.abort();
         return false;
     }
     // The greeting is "220 text", possibly after continuation lines "220-text".
-    QDeadlineTimer deadline(ConnectTimeoutSeconds * 1000);
+    QDeadlineTimer deadline(timeout);
     bool greeted = false;
     while (!greeted) {
-        while (!socket.canReadLine()) {
-            if (deadline.hasExpired() ||
-                !socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
-                socket.abort();
-                return false;
-            }
-        }
-        const QByteArray line = socket.readLine().trimmed();
+        const QByteArray line = readLine(socket, deadline);
         if (!line.startsWith("220")) {
             socket.abort();
             return false;
         }
         greeted = line.size() == 3 || line.at(3) != '-';
     }
+    // A server that takes the QUIT without a word does not hold the test up longer
+    // than the time-out either.
     socket.write("QUIT\r\n");
-    socket.waitForBytesWritten(1000);
-    socket.disconnectFromHost();
-    if (socket.state() != QAbstractSocket::UnconnectedState) {
-        socket.waitForDisconnected(1000);
-    }
+    QDeadlineTimer quitDeadline(timeout);
+    readLine(socket, quitDeadline);
+    socket.abort();
     return true;
 }
 
@@ -301,7 +341,7 @@ void ReferenceMail::SendMail(const QString& recipients, const QString& subject, 
         throw MigrationError(ErrorNumber::InvalidProcedureCall,
                              QStringLiteral("The service account \"%1\" has no e-mail address "
                                             "to send from")
-                                 .arg(account),
+                                 .arg(MailMessage::Shown(account)),
                              source);
     }
     const auto parsedRecipients = MailMessage::ParseRecipients(recipients);
@@ -357,13 +397,19 @@ void ReferenceMail::sendSmtp(const Account& account,
     curl_easy_setopt(curl, CURLOPT_READDATA, &upload);
     curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(message.size()));
-    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(ConnectTimeoutSeconds));
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT, 120L);
+    // Every wait is bounded by the one time-out: the connection, each reply of the
+    // server (the QUIT at the end too), and the message going out.
+    const long timeout = mTimeoutSeconds;
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, timeout);
+    curl_easy_setopt(curl, CURLOPT_SERVER_RESPONSE_TIMEOUT, timeout);
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+    curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, timeout);
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, errorBuffer);
 
     const CURLcode result = curl_easy_perform(curl);
     if (result != CURLE_OK) {
+        dropConnection(curl);
         long response = 0;
         curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &response);
         QString description =
@@ -374,6 +420,10 @@ void ReferenceMail::sendSmtp(const Account& account,
         }
         if (response != 0) {
             description += QStringLiteral(", the server answered %1").arg(response);
+        }
+        if (result == CURLE_OPERATION_TIMEDOUT) {
+            description += QStringLiteral("; the server did not answer within %1 seconds")
+                               .arg(mTimeoutSeconds);
         }
         throw MigrationError(static_cast<long>(result), description, source);
     }
@@ -395,16 +445,10 @@ void ReferenceMail::writePickup(const QByteArray& message)
                              source);
     }
     // The message appears under its .eml name only once it is complete, so that a
-    // service watching the folder never picks up half a message.
+    // service watching the folder never picks up half a message; it holds a new
+    // password, so only its owner may read it.
     const QString name =
         QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMddhhmmsszzz")) +
         QLatin1Char('-') + QUuid::createUuid().toString(QUuid::Id128) + QStringLiteral(".eml");
-    QSaveFile file(QDir(folder).filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(message) != message.size() ||
-        !file.commit()) {
-        throw MigrationError(ErrorNumber::PathFileAccess,
-                             QStringLiteral("The message could not be written to %1: %2")
-                                 .arg(QDir(folder).filePath(name), file.errorString()),
-                             source);
-    }
+    FileWriting::WriteNew(QDir(folder).filePath(name), message, source);
 }

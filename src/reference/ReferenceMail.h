@@ -13,6 +13,8 @@
 //           smtpport      25 unless set
 //           pickupfolder  receives one .eml file per message; a relative path is
 //                         taken from the folder of zephrin.ini
+//           timeout       seconds that any one wait on the SMTP server may last: the
+//                         connection, each reply, the QUIT (30 unless set)
 //
 // An account is server + ";" + alias + ";" + address. Over SMTP the server part is
 // the host the mail goes to ("host:port" overrides the port), and the address is
@@ -35,8 +37,8 @@ public:
     // names the session: "smtp://host:port" or "pickup:" + folder.
     void TestLogon(const QString& account, bool& passed, QVariant& logonHandle) override;
 
-    // Seconds to wait for the SMTP server to accept the connection and to greet.
-    static constexpr int ConnectTimeoutSeconds = 10;
+    static constexpr int DefaultTimeoutSeconds = 30;
+    static constexpr int MaxTimeoutSeconds = 3600;
 
 private:
     enum class Transport
@@ -77,4 +79,5 @@ private:
     QString mSmtpHost;
     int mSmtpPort = 25;
     QString mPickupFolder;
+    int mTimeoutSeconds = DefaultTimeoutSeconds;
 };

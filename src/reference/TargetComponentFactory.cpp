@@ -42,7 +42,8 @@ std::unique_ptr<DirectoryListingComponent> TargetComponentFactory::CreateDirecto
 
 std::unique_ptr<PasswordEncoderComponent> TargetComponentFactory::CreatePasswordEncoder()
 {
-    return std::make_unique<ReferencePasswordEncoder>();
+    return std::make_unique<ReferencePasswordEncoder>(
+        ReferencePasswordEncoder::ConfiguredIterations(mConfigurationPath));
 }
 
 std::unique_ptr<TemplateComponent> TargetComponentFactory::CreateTemplate()
