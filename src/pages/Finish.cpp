@@ -88,8 +88,7 @@ void Finish::WriteToFileBtn_Click()
         CommonFunctions::AppendTextToFile(path, reportText());
     } catch (const MigrationError& error) {
         AppPrompter::prompter().message(
-            QStringLiteral("The status report could not be saved to %1.\r\n\r\n%2")
-                .arg(path, error.description()),
+            QStringLiteral("The status report could not be saved.\r\n\r\n") + error.description(),
             QStringLiteral("Save"), Prompter::Icon::Critical, Prompter::Buttons::Ok, this);
     }
 }
