@@ -13,13 +13,18 @@
 #include "directory/ComponentFactory.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/Clock.h"
+#include "frame/Collection.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
+#include "pages/EnterConnectData.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/SelectDPProfiles.h"
+#include "pages/SelectEmailTemplate.h"
+#include "pages/SelectUsers.h"
 #include "pages/Verifier.h"
 #include "pages/WizardPage.h"
 #include "reference/TargetComponentFactory.h"
@@ -27,6 +32,8 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QLineEdit>
+#include <QListView>
 #include <QListWidget>
 #include <QPixmap>
 #include <QPushButton>
@@ -89,6 +96,46 @@ QList<Shot> shots()
                  stores->ServersDetectedLbx->setCurrentRow(0);
              }
          }},
+        {PageNames::SelectUsers, Restore::Next,
+         [](WizardPage& page) {
+             // Three users chosen that need no decision.
+             if (auto* users = qobject_cast<SelectUsers*>(&page)) {
+                 for (int moved = 0, row = 0; moved < 3 && row < 20; ++row) {
+                     const QModelIndex line = users->OldUsersLbx->model()->index(row, 0);
+                     if (line.data().toString().startsWith(QStringLiteral("* "))) {
+                         continue;
+                     }
+                     users->OldUsersLbx->setCurrentIndex(line);
+                     users->OldToMigrateBtn->click();
+                     ++moved;
+                     --row;
+                 }
+             }
+         }},
+        {PageNames::SelectEmailTemplate, Restore::None,
+         [](WizardPage& page) {
+             if (auto* templates = qobject_cast<SelectEmailTemplate*>(&page)) {
+                 templates->EmailTemplates->setCurrentRow(0);
+             }
+         }},
+        {PageNames::EnterConnectData, Restore::None,
+         [](WizardPage& page) {
+             if (auto* logon = qobject_cast<EnterConnectData*>(&page)) {
+                 logon->ServerNameTxt->setText(QStringLiteral("MAIL01"));
+                 logon->AliasTxt->setText(QStringLiteral("svc-migrate"));
+                 logon->EmailTxt->setText(QStringLiteral("svc-migrate@example.com"));
+             }
+         }},
+        {PageNames::SelectDPProfiles, Restore::Next,
+         [](WizardPage& page) {
+             if (auto* profiles = qobject_cast<SelectDPProfiles*>(&page)) {
+                 for (const int row : {4, 0}) {
+                     profiles->lstOldProfiles->setCurrentRow(row);
+                     profiles->OldToMigrateBtn->click();
+                 }
+             }
+         }},
+        {PageNames::UserInputFinished, Restore::None, {}},
     };
 }
 
@@ -125,6 +172,29 @@ void fillState(const DemoInstallation& demo)
                                  QStringLiteral("secret")));
 }
 
+// What the pages before the summary leave, as the summary's picture shows it: EXCH55
+// typed as an Exchange 5.5 server, 46 users and two profiles chosen, new passwords
+// sent with the first template.
+void fillChoices()
+{
+    const auto list = [](int count, const QString& prefix) {
+        CollectionPtr items = Collection::create();
+        for (int i = 1; i <= count; ++i) {
+            items->add(prefix + QString::number(i), prefix + QString::number(i));
+        }
+        return items;
+    };
+    const CollectionPtr none = Collection::create();
+    CollectionPtr e55 = Collection::create();
+    e55->add(QStringLiteral("EXCH55"), QStringLiteral("EXCH55"));
+    StatusHolder::SetExchangeServers(Collection::create(), e55);
+    StatusHolder::SetUserLists(none, none, none, none, none, list(46, QStringLiteral("user ")),
+                               list(4, QStringLiteral("user ")), none, none);
+    StatusHolder::SetProfileLists(none, list(2, QStringLiteral("profile ")), none);
+    StatusHolder::SetEmailChoice(true, QStringLiteral("Welcome to your mobile mailbox"));
+    GlobalVariables::gbNtLogon = true;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -159,6 +229,7 @@ int main(int argc, char* argv[])
     GlobalVariables::gsImportApp = ZephrinFunctions::GetProductName();
     GlobalVariables::gsExportApp = QStringLiteral("3.1x");
     fillState(demo);
+    fillChoices();
     Pages::registerAllPages();
     const QStringList registered = Pages::registeredNames();
 

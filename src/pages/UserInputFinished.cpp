@@ -107,7 +107,7 @@ void UserInputFinished::Form_Load()
     CommonFunctions::WriteLog(QStringLiteral("UserInputFinished: DisplayText: ") + CrLf + text);
 
     const int em = fontMetrics().averageCharWidth();
-    const int width = std::max(minimumSizeHint().width(), em * 72);
+    const int width = std::max(minimumSizeHint().width(), em * 84);
     resize(width, std::max(layout()->totalHeightForWidth(width), fontMetrics().height() * 20));
 }
 
