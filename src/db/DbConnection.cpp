@@ -3,6 +3,7 @@
 #include "db/ConnectionString.h"
 #include "db/EmbeddedCollations.h"
 #include "db/EngineSettings.h"
+#include "db/OdbcText.h"
 #include "frame/FileWriting.h"
 #include "frame/MigrationError.h"
 
@@ -165,19 +166,18 @@ QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& p
     // Statements of a batch that only count rows come before the rows asked for.
     while (!mEmbedded && !query.isSelect() && query.nextResult()) {
     }
-    // The column description is read once; each row is a copy with its values set,
-    // which is much cheaper than asking the driver for a new record per row.
+    // The column description is read once, before the first row: on a row, the
+    // description comes with that row's values read. Each row is a copy with its
+    // values set, which is much cheaper than asking the driver for a new record per row.
+    const QSqlRecord shape = query.record();
+    const int columns = shape.count();
+    // On SQL Server, texts are read whole by hand.
+    const QList<int> textColumns = mEmbedded ? QList<int>() : OdbcText::textColumns(shape);
     QList<QSqlRecord> rows;
-    QSqlRecord shape;
-    int columns = -1;
     while (query.next()) {
-        if (columns < 0) {
-            shape = query.record();
-            columns = shape.count();
-        }
         QSqlRecord row = shape;
         for (int i = 0; i < columns; ++i) {
-            row.setValue(i, query.value(i));
+            row.setValue(i, textColumns.contains(i) ? OdbcText::read(query, i) : query.value(i));
         }
         rows.append(row);
     }

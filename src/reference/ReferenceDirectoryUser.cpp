@@ -104,6 +104,11 @@ QVariant ReferenceDirectoryUser::RemoveUser(int userID, const QString& /*reserve
 
 bool ReferenceDirectoryUser::LoginIDExists(const QString& loginID, const QString& connectionString)
 {
+    // A login ID that the Directory could not hold is refused here as adding it would
+    // be, before a server gets to fail on it in its own words.
+    QVariantList fields(9);
+    fields[8] = loginID;
+    DirectoryWriter::checkUserFields(fields);
     DbConnection connection(connectionString);
     return DirectoryWriter(connection).loginIDTaken(loginID);
 }
