@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <unistd.h>
+
 using namespace Qt::Literals::StringLiterals;
 
 // zephrin.ini as administrators write it by hand.
@@ -148,6 +150,30 @@ private slots:
             QVERIFY2(error.description().contains(u"set in %1 ([directory] passworditerations) is "
                                                   "not a number from 1 to 10000000"_s.arg(mPath)),
                      qPrintable(error.description()));
+        }
+    }
+
+    // The file is read once while it stays as it is; written again (even to the same
+    // size at once), replaced or made unreadable, it is read anew.
+    void aChangedFileIsReadAgain()
+    {
+        write("[mail]\ntransport=smtp\n");
+        QCOMPARE(IniConfiguration(mPath).GetSetting(u"mail:transport"_s), u"smtp"_s);
+        write("[mail]\ntransport=SMTP\n");
+        QCOMPARE(IniConfiguration(mPath).GetSetting(u"mail:transport"_s), u"SMTP"_s);
+
+        const QString other = mDir->filePath(u"other.ini"_s);
+        QFile replacement(other);
+        QVERIFY(replacement.open(QIODevice::WriteOnly));
+        replacement.write("[mail]\ntransport=pick\n");
+        replacement.close();
+        QVERIFY(QFile::remove(mPath));
+        QVERIFY(QFile::rename(other, mPath));
+        QCOMPARE(IniConfiguration(mPath).GetSetting(u"mail:transport"_s), u"pick"_s);
+
+        if (geteuid() != 0) { // root reads whatever the rights say
+            QVERIFY(QFile::setPermissions(mPath, QFileDevice::WriteOwner));
+            QVERIFY_THROWS_EXCEPTION(MigrationError, IniConfiguration{mPath});
         }
     }
 

@@ -1,6 +1,7 @@
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
 #include "pages/Finish.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/SelectVarnel.h"
@@ -57,6 +58,14 @@ WizardPage* openFilled(PageFixture& fixture, const QString& name)
         }
         return page;
     }
+    if (name == PageNames::MigrateUsers) {
+        auto* page = fixture.open<MigrateUsers>(PageNames::MigrateUsers);
+        if (page != nullptr) {
+            // Its longest caption, during the profile phase.
+            page->setDescription(u"Migrating Device Provisioning profiles, please wait."_s);
+        }
+        return page;
+    }
     return fixture.open<WizardPage>(QLatin1String(name.toLatin1()), WizardPage::Restore::Prev);
 }
 
@@ -103,7 +112,8 @@ private slots:
         for (const QLatin1String name :
              {PageNames::SelectVarnel, PageNames::SelectZephrin, PageNames::Verifier,
               PageNames::AddStores, PageNames::SelectEmailTemplate, PageNames::EnterConnectData,
-              PageNames::SelectDPProfiles, PageNames::UserInputFinished, PageNames::Finish}) {
+              PageNames::SelectDPProfiles, PageNames::UserInputFinished, PageNames::Finish,
+              PageNames::MigrateUsers}) {
             for (const double scale : {1.0, 1.5}) {
                 QTest::addRow("%s at %d %%", name.data(), int(scale * 100))
                     << QString(name) << scale;
@@ -168,6 +178,7 @@ private slots:
         QTest::newRow("Finish") << u"Finish"_s
                                 << QStringList{u"AfterOpInfo"_s, u"WriteToFileBtn"_s,
                                                u"CancelBtn"_s};
+        QTest::newRow("MigrateUsers: nothing to visit") << u"MigrateUsers"_s << QStringList();
     }
 
     // Tab goes through the controls as they are laid out, top to bottom and left to

@@ -86,8 +86,7 @@ private slots:
     {
         QStringList missing;
         for (const QString& name : Captions.keys()) {
-            if (name != PageNames::ConflictDecision && name != PageNames::MigrateUsers &&
-                !Pages::registeredNames().contains(name)) {
+            if (name != PageNames::ConflictDecision && !Pages::registeredNames().contains(name)) {
                 missing << name;
             }
         }

@@ -9,6 +9,7 @@
 // that this build does not register is left out.
 
 #include "db/ConnectionString.h"
+#include "db/VarnelDBCon.h"
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "directory/ZephrinFunctions.h"
@@ -17,9 +18,13 @@
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
+#include "frame/RecordKeys.h"
+#include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
 #include "pages/EnterConnectData.h"
+#include "pages/Finish.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/SelectDPProfiles.h"
@@ -71,6 +76,8 @@ struct Shot
     WizardPage::Restore restore = WizardPage::Restore::None;
     std::function<void(WizardPage&)> prepare;
 };
+
+void prepareRun();
 
 QList<Shot> shots()
 {
@@ -136,6 +143,25 @@ QList<Shot> shots()
              }
          }},
         {PageNames::UserInputFinished, Restore::None, {}},
+        {PageNames::MigrateUsers, Restore::None,
+         [](WizardPage& page) {
+             // Halfway through the users of the demo.
+             if (auto* run = qobject_cast<MigrateUsers*>(&page)) {
+                 run->setDescription(QStringLiteral("Migrating Users, please wait."));
+                 run->setValue(0);
+                 run->setMinimum(0);
+                 run->setMaximum(50);
+                 run->setValue(23);
+             }
+         }},
+        {PageNames::Finish, Restore::None,
+         [](WizardPage& page) {
+             // The report of a real run over every user of the demo.
+             if (auto* finish = qobject_cast<Finish*>(&page)) {
+                 prepareRun();
+                 finish->setReport(MigrateUsers::Migrate());
+             }
+         }},
     };
 }
 
@@ -170,6 +196,38 @@ void fillState(const DemoInstallation& demo)
         QStringLiteral("sa"), QStringLiteral("secret"), true,
         BuildSqlConnectionString(server, QStringLiteral("Directory"), QStringLiteral("sa"),
                                  QStringLiteral("secret")));
+}
+
+// The wizard's state for a run over every user of the demo, as the pages leave it:
+// conflicting users created under new login IDs, EXCH55 added as an Exchange 5.5
+// server, new passwords, two profiles.
+void prepareRun()
+{
+    const QString source =
+        StatusHolder::GetVarnelDatabase()->item(StateKeys::ConnectionString).toString();
+    const CollectionPtr users = VarnelDBCon::GetAllUsers(source);
+    const CollectionPtr ids = Collection::create();
+    const CollectionPtr actions = Collection::create();
+    for (const QVariant& user : users->values()) {
+        const int id = toCollection(user)->item(RecordKeys::UserID).toInt();
+        ids->add(id);
+        actions->add(0, QString::number(id));
+    }
+    const CollectionPtr migrationList = Collection::create();
+    migrationList->add(toVariant(ids), StateKeys::VaUserIDs);
+    migrationList->add(toVariant(actions), StateKeys::Actions);
+    migrationList->add(toVariant(Collection::create()), StateKeys::ZeUserIDs);
+    const CollectionPtr none = Collection::create();
+    StatusHolder::SetUserLists(none, none, none, none, users, none, none, migrationList, none);
+
+    const CollectionPtr all = VarnelDBCon::GetProvisioningProfiles(source);
+    const CollectionPtr chosen = Collection::create();
+    for (int position = 1; position <= all->count() && chosen->count() < 2; ++position) {
+        chosen->add(all->item(position), all->key(position));
+    }
+    StatusHolder::SetProfileLists(all, chosen, none);
+    GlobalVariables::gbAddStores = true;
+    GlobalVariables::gbNewPasswords = true;
 }
 
 // What the pages before the summary leave, as the summary's picture shows it: EXCH55

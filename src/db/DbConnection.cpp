@@ -1,5 +1,6 @@
 #include "db/DbConnection.h"
 
+#include "db/ConnectionReuse.h"
 #include "db/ConnectionString.h"
 #include "db/EmbeddedCollations.h"
 #include "db/EngineSettings.h"
@@ -47,6 +48,9 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
                     .arg(parts.initialCatalog, file),
                 QStringLiteral("SQLite"));
         }
+        if (ConnectionReuse::Take(file, mDatabase, mName)) {
+            return;
+        }
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), mName);
         mDatabase.setDatabaseName(file);
         mDatabase.setConnectOptions(
@@ -86,6 +90,7 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
             QSqlQuery pragma(mDatabase);
             pragma.exec(QStringLiteral("PRAGMA foreign_keys = ON"));
             EmbeddedCollations::Register(mDatabase);
+            ConnectionReuse::Prepare(mDatabase);
         } catch (...) {
             mDatabase.close();
             mDatabase = QSqlDatabase();
@@ -97,6 +102,9 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
 
 DbConnection::~DbConnection()
 {
+    if (mEmbedded && ConnectionReuse::Keep(mDatabase, mName)) {
+        return;
+    }
     if (mDatabase.isValid()) {
         mDatabase.close();
     }

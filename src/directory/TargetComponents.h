@@ -28,6 +28,7 @@ public:
     virtual bool LoginIDExists(const QString& loginID, const QString& connectionString) = 0;
     virtual int CountUsers(const QString& connectionString) = 0;
     // Field 0 user ID, 1 first name, 2 last name, 8 login ID, as in the user field array.
+    // c names one user to list by its ID; -1 lists every user.
     virtual VariantTable ListUsers(int a, int b, int c, int d, const QString& reserved,
                                    const QString& connectionString) = 0;
 };

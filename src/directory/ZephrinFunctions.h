@@ -4,6 +4,7 @@
 #include "frame/Collection.h"
 
 #include <QString>
+#include <QVariantList>
 
 // Every operation of the wizard on the target system. Users, stores, templates,
 // mail and profiles go through the target's components (ComponentFactory); only
@@ -46,6 +47,9 @@ VariantTable MakeNullTable(int firstField, int lastField, int records);
 CollectionPtr GetDirectoryIDList(const QString& directoryConnectionString);
 // "LoginIDs", "Names", "IDs": three parallel collections keyed by the user ID.
 CollectionPtr GetDirectoryUsers(const QString& directoryConnectionString);
+// One Directory user as the user listing returns it: the user field array's
+// positions 0 to 18. Empty when the Directory has no user with that ID. Failures raise.
+QVariantList GetDirectoryUser(int userID, const QString& directoryConnectionString);
 
 // --- Passwords and introduction e-mail ---------------------------------------------
 
@@ -63,6 +67,10 @@ void SetServiceAccount(const QString& alias, const QString& email, const QString
 bool TestServiceAccount();
 bool MailUser(const CollectionPtr& userRecord, const CollectionPtr& templateText,
               const QString& linkBase, long& errorNumber, QString& errorDescription);
+// True for the error numbers with which the mail component says that it could not
+// reach its mail server or gave up waiting for it (host unknown, connection refused,
+// time-out): a failure that the next message would meet in the same way.
+bool IsMailTransportFailure(long errorNumber);
 // The target's product name ("global:productname"); "4.5" when it cannot be read.
 // When the account may not create the component, the "Access Denied" message is
 // shown first.

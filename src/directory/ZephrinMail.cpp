@@ -150,3 +150,10 @@ bool ZephrinFunctions::MailUser(const CollectionPtr& userRecord, const Collectio
         return false;
     }
 }
+
+bool ZephrinFunctions::IsMailTransportFailure(long errorNumber)
+{
+    // The mail transport's own numbers: the host could not be resolved (6), the
+    // connection was refused (7), the server did not answer in time (28).
+    return errorNumber == 6 || errorNumber == 7 || errorNumber == 28;
+}

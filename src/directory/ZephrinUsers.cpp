@@ -225,3 +225,27 @@ CollectionPtr ZephrinFunctions::GetDirectoryUsers(const QString& directoryConnec
     result->add(toVariant(ids), QStringLiteral("IDs"));
     return result;
 }
+
+QVariantList ZephrinFunctions::GetDirectoryUser(int userID,
+                                                const QString& directoryConnectionString)
+{
+    const auto users = Components::factory().CreateDirectoryUser();
+    // The third argument names the one user to list (-1 lists them all); a listing that
+    // ignores it still has the user among the others.
+    const VariantTable list =
+        users->ListUsers(0, 0, userID, -1, QString(), directoryConnectionString);
+    QVariantList fields;
+    if (!list.hasBounds() || list.isOneDimensional()) {
+        return fields;
+    }
+    for (int record = list.lowerRecord(); record <= list.upperRecord(); ++record) {
+        if (list.at(0, record).toInt() != userID) {
+            continue;
+        }
+        for (int field = list.lowerField(); field <= list.upperField(); ++field) {
+            fields << list.at(field, record);
+        }
+        break;
+    }
+    return fields;
+}

@@ -2,6 +2,8 @@
 
 #include <QString>
 
+class QWidget;
+
 // What the migration run shows while it goes, and how it keeps the window alive.
 // The run has no window of its own: the migration window implements this and hands
 // itself to the run; tests and the benchmark hand in one that records or ignores it.
@@ -23,4 +25,6 @@ public:
     // One pass of the interface's pending events; the window's own implementation
     // goes through AppClock::processEvents, so tests control it.
     virtual void processEvents() = 0;
+    // The window the run's questions are shown over; none by default.
+    virtual QWidget* questionParent() const { return nullptr; }
 };

@@ -2,6 +2,7 @@
 #include "pages/EnterConnectData.h"
 #include "pages/Finish.h"
 #include "pages/Introduction.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/SelectDPProfiles.h"
@@ -25,5 +26,6 @@ void Pages::registerAllPages()
     registerPage(PageNames::EnterConnectData, [] { return new EnterConnectData; });
     registerPage(PageNames::SelectDPProfiles, [] { return new SelectDPProfiles; });
     registerPage(PageNames::UserInputFinished, [] { return new UserInputFinished; });
+    registerPage(PageNames::MigrateUsers, [] { return new MigrateUsers; });
     registerPage(PageNames::Finish, [] { return new Finish; });
 }

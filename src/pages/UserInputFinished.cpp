@@ -4,6 +4,8 @@
 #include "frame/GlobalVariables.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+#include "pages/Finish.h"
+#include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 
 #include <QLabel>
@@ -116,4 +118,24 @@ void UserInputFinished::PreviousBtn_Click()
     handOver(PageNames::SelectDPProfiles, Restore::Prev);
 }
 
-void UserInputFinished::NextBtn_Click() {}
+// Runs the migration on its window and opens the finish page with the report. No
+// question is asked: Next is the start.
+void UserInputFinished::NextBtn_Click()
+{
+    hide();
+    const QString report = MigrateUsers::Migrate();
+    if (report.isEmpty()) {
+        // The migration window did not open (the administrator has been told): nothing
+        // ran, so the summary is offered again.
+        show();
+        return;
+    }
+    const Finish* finish = handOverTo<Finish>(PageNames::Finish, Restore::None,
+                                              [&report](Finish& page) { page.setReport(report); });
+    if (finish == nullptr) {
+        // The run is over: the summary comes back only to be closed.
+        PreviousBtn->setEnabled(false);
+        NextBtn->setEnabled(false);
+        show();
+    }
+}

@@ -8,6 +8,10 @@
 #include <QFileInfo>
 #include <QStringDecoder>
 
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
+
 namespace {
 
 // A setting's place in the file: section and key, letter case folded.
@@ -18,6 +22,43 @@ QString settingKey(const QString& section, const QString& key)
 
 } // namespace
 
+#ifdef Q_OS_UNIX
+namespace {
+
+// The settings of each file read, with the file's identity and times as they were: a
+// component made per call (every e-mail, every new password) takes them from here
+// until the file is changed, replaced or has its rights changed.
+struct ReadFile
+{
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    timespec modified = {};
+    timespec changed = {};
+    QHash<QString, QString> settings;
+};
+
+QHash<QString, ReadFile>& readFiles()
+{
+    static QHash<QString, ReadFile> files;
+    return files;
+}
+
+bool sameTime(const timespec& a, const timespec& b)
+{
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool unchanged(const ReadFile& known, const struct stat& status)
+{
+    return known.device == status.st_dev && known.inode == status.st_ino &&
+           known.size == status.st_size && sameTime(known.modified, status.st_mtim) &&
+           sameTime(known.changed, status.st_ctim);
+}
+
+} // namespace
+#endif
+
 IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
 {
     const QFileInfo info(path);
@@ -26,6 +67,18 @@ IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
                              QStringLiteral("The configuration file %1 was not found").arg(path),
                              QStringLiteral("IniConfiguration"));
     }
+#ifdef Q_OS_UNIX
+    struct stat status = {};
+    const bool identified =
+        !info.isDir() && ::stat(QFile::encodeName(path).constData(), &status) == 0;
+    if (identified) {
+        const auto known = readFiles().constFind(path);
+        if (known != readFiles().constEnd() && unchanged(*known, status)) {
+            mSettings = known->settings;
+            return;
+        }
+    }
+#endif
     QFile file(path);
     if (info.isDir() || !file.open(QIODevice::ReadOnly)) {
         throw MigrationError(ErrorNumber::PermissionDenied,
@@ -33,6 +86,12 @@ IniConfiguration::IniConfiguration(const QString& path) : mPath(path)
                              QStringLiteral("IniConfiguration"));
     }
     read(file.readAll());
+#ifdef Q_OS_UNIX
+    if (identified) {
+        readFiles().insert(path, {status.st_dev, status.st_ino, status.st_size, status.st_mtim,
+                                  status.st_ctim, mSettings});
+    }
+#endif
 }
 
 IniConfiguration::IniConfiguration(const QString& path, const QByteArray& contents) : mPath(path)

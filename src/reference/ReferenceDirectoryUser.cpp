@@ -120,14 +120,19 @@ int ReferenceDirectoryUser::CountUsers(const QString& connectionString)
     return rows.isEmpty() ? 0 : rows.first().value(0).toInt();
 }
 
-VariantTable ReferenceDirectoryUser::ListUsers(int /*a*/, int /*b*/, int /*c*/, int /*d*/,
+VariantTable ReferenceDirectoryUser::ListUsers(int /*a*/, int /*b*/, int userID, int /*d*/,
                                                const QString& /*reserved*/,
                                                const QString& connectionString)
 {
     const QStringList& columns = DirectoryWriter::userColumns();
     DbConnection connection(connectionString);
-    const auto rows =
-        connection.select(QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) +
-                          QStringLiteral(" FROM fwtUser ORDER BY UserID"));
+    QString sql = QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) +
+                  QStringLiteral(" FROM fwtUser");
+    QVariantList parameters;
+    if (userID >= 0) {
+        sql += QStringLiteral(" WHERE UserID = ?"); // -1 lists them all
+        parameters << userID;
+    }
+    const auto rows = connection.select(sql + QStringLiteral(" ORDER BY UserID"), parameters);
     return RowTable(rows, &DirectoryWriter::userFieldValue);
 }

@@ -1,0 +1,110 @@
+#include "directory/ZephrinFunctions.h"
+#include "engine/MigrationEngine.h"
+#include "frame/Clock.h"
+#include "frame/CommonFunctions.h"
+#include "frame/GlobalVariables.h"
+#include "frame/MigrationError.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <array>
+
+namespace {
+
+const QString CRLF = QStringLiteral("\r\n");
+
+// What each position of the user field array holds; the positions without a name of
+// their own are written by number.
+const std::array<const char*, 19> FieldNames = {"user ID",
+                                                "first name",
+                                                "last name",
+                                                "field 3",
+                                                "field 4",
+                                                "enabled",
+                                                "language ID",
+                                                "time zone ID",
+                                                "login ID",
+                                                "password (as the Directory stores it)",
+                                                "date format",
+                                                "time format",
+                                                "field 12",
+                                                "field 13",
+                                                "field 14",
+                                                "graphics on",
+                                                "mobile telephone number",
+                                                "field 17",
+                                                "user logon failure counter"};
+
+// Beside the log, named after it: MigrationLog<time>.log gives
+// MigrationLog<time>-DeletedUsers.txt.
+QString recoveryPath()
+{
+    const QString logPath = CommonFunctions::LastLogFilePath();
+    const QString folder =
+        logPath.isEmpty() ? CommonFunctions::ProgramFolder() : QFileInfo(logPath).absolutePath();
+    QString name = GlobalVariables::gsLogFileName;
+    if (name.endsWith(QLatin1String(".log"), Qt::CaseInsensitive)) {
+        name.chop(4);
+    }
+    if (name.isEmpty()) {
+        name = QStringLiteral("MigrationLog");
+    }
+    return QDir(folder).filePath(name + QStringLiteral("-DeletedUsers.txt"));
+}
+
+} // namespace
+
+bool MigrationEngine::keepDeletedUser(int zeUserID, int vaUserID, QString& why)
+{
+    try {
+        const QVariantList fields =
+            ZephrinFunctions::GetDirectoryUser(zeUserID, directoryConnectionString());
+        if (fields.isEmpty()) {
+            why = QStringLiteral("the Directory has no user with the ID %1").arg(zeUserID);
+            return false;
+        }
+        QString text = CommonFunctions::ReplaceAppNames(
+                           QStringLiteral("Directory user %1, deleted at %2 to migrate the "
+                                          "<EXAPP> user %3 in its place:"))
+                           .arg(zeUserID)
+                           .arg(AppClock::logTime())
+                           .arg(vaUserID) +
+                       CRLF;
+        for (int position = 0; position < fields.size(); ++position) {
+            const QString name = position < static_cast<int>(FieldNames.size())
+                                     ? QString::fromLatin1(FieldNames.at(position))
+                                     : QStringLiteral("field %1").arg(position);
+            text += QStringLiteral("    %1 %2: %3")
+                        .arg(position)
+                        .arg(name, fields.at(position).toString()) +
+                    CRLF;
+        }
+        text += CRLF;
+
+        // UTF-8, so that no letter of a name is lost.
+        const QString path = recoveryPath();
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+            why = path + QStringLiteral(": ") + file.errorString();
+            return false;
+        }
+        const QByteArray bytes = text.toUtf8();
+        const bool written = file.write(bytes) == bytes.size();
+        file.close();
+        if (!written || file.error() != QFileDevice::NoError) {
+            why = path + QStringLiteral(": ") + file.errorString();
+            return false;
+        }
+        msRecoveryFile = path;
+        return true;
+    } catch (const MigrationError& error) {
+        why = QStringLiteral("Error Number: %1 Error Description: %2")
+                  .arg(error.number())
+                  .arg(error.description());
+    } catch (const std::exception& error) {
+        why = QString::fromLocal8Bit(error.what());
+    }
+    return false;
+}
