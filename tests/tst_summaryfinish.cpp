@@ -180,6 +180,8 @@ private slots:
         auto* page = mFixture->open<UserInputFinished>(PageNames::UserInputFinished);
         QVERIFY(page != nullptr);
         QVERIFY(page->BeforeOpInfo->text().contains(u"Number of Users to Migrate: 4\n"_s));
+        // Return starts the run rather than going back.
+        QCOMPARE(page->focusWidget(), page->NextBtn);
         PageFixture::click(page->PreviousBtn);
         auto* profiles = PageFixture::visible<StandInPage>();
         QVERIFY(profiles != nullptr);

@@ -49,6 +49,9 @@ UserInputFinished::UserInputFinished(QWidget* parent)
     layout->addLayout(createNavigationButtons(PreviousButton | NextButton | CancelButton));
     setTabOrder(PreviousBtn, NextBtn);
     setTabOrder(NextBtn, CancelBtn);
+    // Nothing else on the page takes the focus: Return starts the run, as Next does,
+    // rather than going back.
+    NextBtn->setFocus();
 }
 
 QString UserInputFinished::SummaryText()
