@@ -226,6 +226,19 @@ void prepareRun()
         chosen->add(all->item(position), all->key(position));
     }
     StatusHolder::SetProfileLists(all, chosen, none);
+
+    // New passwords mailed with the first template from the service account the
+    // template page finds, as the demo walked by hand does.
+    const QString directory =
+        StatusHolder::GetZephrinDatabase()->item(StateKeys::ConnectionString).toString();
+    const CollectionPtr templates = ZephrinFunctions::GetTemplateList(directory);
+    ZephrinFunctions::ChooseTemplate(templates->collection(RecordKeys::IDs)->item(1).toInt(),
+                                     directory);
+    const CollectionPtr servers = Collection::create();
+    for (const QString& server : VarnelDBCon::GetUserMailHomeServers(source)) {
+        servers->add(server);
+    }
+    ZephrinFunctions::FindServiceAccount(directory, servers);
     GlobalVariables::gbAddStores = true;
     GlobalVariables::gbNewPasswords = true;
 }
