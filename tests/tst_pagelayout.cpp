@@ -1,5 +1,6 @@
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
+#include "pages/Finish.h"
 #include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
@@ -39,6 +40,21 @@ WizardPage* openFilled(PageFixture& fixture, const QString& name)
         auto* page = fixture.open<Verifier>(PageNames::Verifier);
         if (page != nullptr) {
             page->Verify();
+        }
+        return page;
+    }
+    if (name == PageNames::SelectDPProfiles) {
+        return fixture.open<WizardPage>(PageNames::SelectDPProfiles, WizardPage::Restore::Next);
+    }
+    if (name == PageNames::Finish) {
+        auto* page = fixture.open<Finish>(PageNames::Finish);
+        if (page != nullptr) {
+            QString report = u"Status, migrated users:\r\n\r\n"_s;
+            for (int row = 0; row < 40; ++row) {
+                report += u"%1 %2 Not Changed\r\n"_s.arg(u"A user with a long name"_s, 30)
+                              .arg(u"a.login.id"_s, 30);
+            }
+            page->setReport(report);
         }
         return page;
     }
@@ -95,7 +111,9 @@ private slots:
         QTest::addColumn<double>("fontScale");
         for (const QLatin1String name :
              {PageNames::SelectVarnel, PageNames::SelectZephrin, PageNames::Verifier,
-              PageNames::AddStores, PageNames::MigrateUsers}) {
+              PageNames::AddStores, PageNames::SelectEmailTemplate, PageNames::EnterConnectData,
+              PageNames::SelectDPProfiles, PageNames::UserInputFinished, PageNames::Finish,
+              PageNames::MigrateUsers}) {
             for (const double scale : {1.0, 1.5}) {
                 QTest::addRow("%s at %d %%", name.data(), int(scale * 100))
                     << QString(name) << scale;
@@ -141,6 +159,25 @@ private slots:
                            u"E55ServersLbx"_s,      u"PreviousBtn"_s, u"NextBtn"_s,
                            u"CancelBtn"_s};
         QTest::newRow("Verifier: nothing to visit") << u"Verifier"_s << QStringList();
+        QTest::newRow("SelectEmailTemplate")
+            << u"SelectEmailTemplate"_s
+            << QStringList{u"EmailTemplates"_s, u"DoNotSend"_s, u"PreviousBtn"_s, u"NextBtn"_s,
+                           u"CancelBtn"_s};
+        QTest::newRow("EnterConnectData")
+            << u"EnterConnectData"_s
+            << QStringList{u"ServerNameTxt"_s, u"AliasTxt"_s, u"EmailTxt"_s,
+                           u"PreviousBtn"_s,   u"NextBtn"_s,  u"CancelBtn"_s};
+        QTest::newRow("SelectDPProfiles")
+            << u"SelectDPProfiles"_s
+            << QStringList{u"lstOldProfiles"_s, u"OldToMigrateBtn"_s, u"MigrateToOldBtn"_s,
+                           u"MigrateAll"_s,     u"MigrateNone"_s,     u"lstNewProfiles"_s,
+                           u"PreviousBtn"_s,    u"NextBtn"_s,         u"CancelBtn"_s};
+        QTest::newRow("UserInputFinished")
+            << u"UserInputFinished"_s
+            << QStringList{u"PreviousBtn"_s, u"NextBtn"_s, u"CancelBtn"_s};
+        QTest::newRow("Finish") << u"Finish"_s
+                                << QStringList{u"AfterOpInfo"_s, u"WriteToFileBtn"_s,
+                                               u"CancelBtn"_s};
         QTest::newRow("MigrateUsers: nothing to visit") << u"MigrateUsers"_s << QStringList();
     }
 

@@ -80,6 +80,19 @@ private slots:
         QCOMPARE(registryProblems(), QStringList());
     }
 
+    // Every page of the wizard is in the build. The conflict dialog is no page of its own:
+    // the user selection page opens it over itself.
+    void everyPageIsRegistered()
+    {
+        QStringList missing;
+        for (const QString& name : Captions.keys()) {
+            if (name != PageNames::ConflictDecision && !Pages::registeredNames().contains(name)) {
+                missing << name;
+            }
+        }
+        QCOMPARE(missing, QStringList());
+    }
+
     void misregisteredPageIsFound_data()
     {
         QTest::addColumn<QString>("name");

@@ -5,12 +5,25 @@
 #include "support/TargetDirectory.h"
 
 #include <QRegularExpression>
+#include <QSqlRecord>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace ZephrinFunctions;
 
 namespace {
+
+// The Directory's system settings, where a chosen template could be written.
+QStringList settings(const TargetDirectory& directory)
+{
+    QStringList rows;
+    for (const QSqlRecord& row : directory.rows(
+             u"SELECT Category, Name, Value FROM fwtSystemSetting ORDER BY Category, Name"_s)) {
+        rows << row.value(0).toString() + u'/' + row.value(1).toString() + u'=' +
+                    row.value(2).toString();
+    }
+    return rows;
+}
 
 DirectoryDescription withTemplates()
 {
@@ -41,6 +54,8 @@ private slots:
         QCOMPARE(describe(list).replaceInStrings(QRegularExpression(u"\\d+="_s), QString()),
                  QStringList({"IDs=[1|2]", "Titles=[Welcome|Welcome (short)]"}));
         const CollectionPtr ids = list->collection(u"IDs"_s);
+        const QStringList before = settings(directory);
+        QVERIFY(!before.isEmpty());
 
         ChooseTemplate(ids->item(2).toInt(), cs);
         QCOMPARE(
@@ -53,10 +68,15 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(MigrationError, ChooseTemplate(9, cs));
         QCOMPARE(GetTemplateText(cs)->item(u"Subject"_s).toString(), u"Your new account"_s);
 
-        // The choice lives in the Directory, so each Directory keeps its own.
+        // Choosing happens before the run, so it writes nothing into the Directory.
+        QCOMPARE(settings(directory), before);
+
+        // Each Directory keeps its own choice.
         TargetDirectory second(withTemplates(), engine);
         ChooseTemplate(2, second.connectionString());
         QCOMPARE(GetTemplateText(cs)->item(u"Subject"_s).toString(), u"Your new account"_s);
+        QCOMPARE(GetTemplateText(second.connectionString())->item(u"Subject"_s).toString(),
+                 u"Account"_s);
 
         QCOMPARE(GetWizardLinkBase(cs), u"https://zephrin.example.com/gettingstarted.asp?lang="_s);
     }

@@ -9,18 +9,27 @@
 // that this build does not register is left out.
 
 #include "db/ConnectionString.h"
+#include "db/VarnelDBCon.h"
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/Clock.h"
+#include "frame/Collection.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
+#include "frame/RecordKeys.h"
+#include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
+#include "pages/EnterConnectData.h"
+#include "pages/Finish.h"
 #include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/SelectDPProfiles.h"
+#include "pages/SelectEmailTemplate.h"
+#include "pages/SelectUsers.h"
 #include "pages/Verifier.h"
 #include "pages/WizardPage.h"
 #include "reference/TargetComponentFactory.h"
@@ -28,6 +37,8 @@
 #include <QApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QLineEdit>
+#include <QListView>
 #include <QListWidget>
 #include <QPixmap>
 #include <QPushButton>
@@ -66,6 +77,8 @@ struct Shot
     std::function<void(WizardPage&)> prepare;
 };
 
+void prepareRun();
+
 QList<Shot> shots()
 {
     using Restore = WizardPage::Restore;
@@ -90,6 +103,46 @@ QList<Shot> shots()
                  stores->ServersDetectedLbx->setCurrentRow(0);
              }
          }},
+        {PageNames::SelectUsers, Restore::Next,
+         [](WizardPage& page) {
+             // Three users chosen that need no decision.
+             if (auto* users = qobject_cast<SelectUsers*>(&page)) {
+                 for (int moved = 0, row = 0; moved < 3 && row < 20; ++row) {
+                     const QModelIndex line = users->OldUsersLbx->model()->index(row, 0);
+                     if (line.data().toString().startsWith(QStringLiteral("* "))) {
+                         continue;
+                     }
+                     users->OldUsersLbx->setCurrentIndex(line);
+                     users->OldToMigrateBtn->click();
+                     ++moved;
+                     --row;
+                 }
+             }
+         }},
+        {PageNames::SelectEmailTemplate, Restore::None,
+         [](WizardPage& page) {
+             if (auto* templates = qobject_cast<SelectEmailTemplate*>(&page)) {
+                 templates->EmailTemplates->setCurrentRow(0);
+             }
+         }},
+        {PageNames::EnterConnectData, Restore::None,
+         [](WizardPage& page) {
+             if (auto* logon = qobject_cast<EnterConnectData*>(&page)) {
+                 logon->ServerNameTxt->setText(QStringLiteral("MAIL01"));
+                 logon->AliasTxt->setText(QStringLiteral("svc-migrate"));
+                 logon->EmailTxt->setText(QStringLiteral("svc-migrate@example.com"));
+             }
+         }},
+        {PageNames::SelectDPProfiles, Restore::Next,
+         [](WizardPage& page) {
+             if (auto* profiles = qobject_cast<SelectDPProfiles*>(&page)) {
+                 for (const int row : {4, 0}) {
+                     profiles->lstOldProfiles->setCurrentRow(row);
+                     profiles->OldToMigrateBtn->click();
+                 }
+             }
+         }},
+        {PageNames::UserInputFinished, Restore::None, {}},
         {PageNames::MigrateUsers, Restore::None,
          [](WizardPage& page) {
              // Halfway through the users of the demo.
@@ -99,6 +152,14 @@ QList<Shot> shots()
                  run->setMinimum(0);
                  run->setMaximum(50);
                  run->setValue(23);
+             }
+         }},
+        {PageNames::Finish, Restore::None,
+         [](WizardPage& page) {
+             // The report of a real run over every user of the demo.
+             if (auto* finish = qobject_cast<Finish*>(&page)) {
+                 prepareRun();
+                 finish->setReport(MigrateUsers::Migrate());
              }
          }},
     };
@@ -137,6 +198,74 @@ void fillState(const DemoInstallation& demo)
                                  QStringLiteral("secret")));
 }
 
+// The wizard's state for a run over every user of the demo, as the pages leave it:
+// conflicting users created under new login IDs, EXCH55 added as an Exchange 5.5
+// server, new passwords, two profiles.
+void prepareRun()
+{
+    const QString source =
+        StatusHolder::GetVarnelDatabase()->item(StateKeys::ConnectionString).toString();
+    const CollectionPtr users = VarnelDBCon::GetAllUsers(source);
+    const CollectionPtr ids = Collection::create();
+    const CollectionPtr actions = Collection::create();
+    for (const QVariant& user : users->values()) {
+        const int id = toCollection(user)->item(RecordKeys::UserID).toInt();
+        ids->add(id);
+        actions->add(0, QString::number(id));
+    }
+    const CollectionPtr migrationList = Collection::create();
+    migrationList->add(toVariant(ids), StateKeys::VaUserIDs);
+    migrationList->add(toVariant(actions), StateKeys::Actions);
+    migrationList->add(toVariant(Collection::create()), StateKeys::ZeUserIDs);
+    const CollectionPtr none = Collection::create();
+    StatusHolder::SetUserLists(none, none, none, none, users, none, none, migrationList, none);
+
+    const CollectionPtr all = VarnelDBCon::GetProvisioningProfiles(source);
+    const CollectionPtr chosen = Collection::create();
+    for (int position = 1; position <= all->count() && chosen->count() < 2; ++position) {
+        chosen->add(all->item(position), all->key(position));
+    }
+    StatusHolder::SetProfileLists(all, chosen, none);
+
+    // New passwords mailed with the first template from the service account the
+    // template page finds, as the demo walked by hand does.
+    const QString directory =
+        StatusHolder::GetZephrinDatabase()->item(StateKeys::ConnectionString).toString();
+    const CollectionPtr templates = ZephrinFunctions::GetTemplateList(directory);
+    ZephrinFunctions::ChooseTemplate(templates->collection(RecordKeys::IDs)->item(1).toInt(),
+                                     directory);
+    const CollectionPtr servers = Collection::create();
+    for (const QString& server : VarnelDBCon::GetUserMailHomeServers(source)) {
+        servers->add(server);
+    }
+    ZephrinFunctions::FindServiceAccount(directory, servers);
+    GlobalVariables::gbAddStores = true;
+    GlobalVariables::gbNewPasswords = true;
+}
+
+// What the pages before the summary leave, as the summary's picture shows it: EXCH55
+// typed as an Exchange 5.5 server, 46 users and two profiles chosen, new passwords
+// sent with the first template.
+void fillChoices()
+{
+    const auto list = [](int count, const QString& prefix) {
+        CollectionPtr items = Collection::create();
+        for (int i = 1; i <= count; ++i) {
+            items->add(prefix + QString::number(i), prefix + QString::number(i));
+        }
+        return items;
+    };
+    const CollectionPtr none = Collection::create();
+    CollectionPtr e55 = Collection::create();
+    e55->add(QStringLiteral("EXCH55"), QStringLiteral("EXCH55"));
+    StatusHolder::SetExchangeServers(Collection::create(), e55);
+    StatusHolder::SetUserLists(none, none, none, none, none, list(46, QStringLiteral("user ")),
+                               list(4, QStringLiteral("user ")), none, none);
+    StatusHolder::SetProfileLists(none, list(2, QStringLiteral("profile ")), none);
+    StatusHolder::SetEmailChoice(true, QStringLiteral("Welcome to your mobile mailbox"));
+    GlobalVariables::gbNtLogon = true;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -171,6 +300,7 @@ int main(int argc, char* argv[])
     GlobalVariables::gsImportApp = ZephrinFunctions::GetProductName();
     GlobalVariables::gsExportApp = QStringLiteral("3.1x");
     fillState(demo);
+    fillChoices();
     Pages::registerAllPages();
     const QStringList registered = Pages::registeredNames();
 

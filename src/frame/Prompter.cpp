@@ -59,7 +59,10 @@ Prompter::Answer InteractivePrompter::message(const QString& text, const QString
 QString InteractivePrompter::saveFileName(const QString& title, const QString& filter,
                                           const QString& suggestedName, QWidget* parent)
 {
-    return QFileDialog::getSaveFileName(ownerOf(parent), title, suggestedName, filter);
+    // The wizard appends to the file chosen, so naming an existing one replaces nothing
+    // and the dialog does not ask whether to replace it.
+    return QFileDialog::getSaveFileName(ownerOf(parent), title, suggestedName, filter, nullptr,
+                                        QFileDialog::DontConfirmOverwrite);
 }
 
 namespace {

@@ -39,7 +39,8 @@ public:
     // A box over parent, or over the active window when no parent is given.
     virtual Answer message(const QString& text, const QString& title, Icon icon,
                            Buttons buttons = Buttons::Ok, QWidget* parent = nullptr) = 0;
-    // The chosen path, or an empty text when the dialog was cancelled.
+    // The chosen path, or an empty text when the dialog was cancelled. An existing file
+    // may be chosen without a question: the wizard appends to it.
     virtual QString saveFileName(const QString& title, const QString& filter,
                                  const QString& suggestedName, QWidget* parent = nullptr) = 0;
 };

@@ -14,6 +14,7 @@
 #include "pages/ConflictDecision.h"
 #include "pages/EventPump.h"
 #include "pages/PageNames.h"
+#include "pages/SelectDPProfiles.h"
 #include "pages/TextListModel.h"
 
 #include <QGridLayout>
@@ -571,7 +572,9 @@ void SelectUsers::NextBtn_Click()
             emailTemplateEntered = true;
         }
     } else {
-        handOver(PageNames::SelectDPProfiles, Restore::Next);
+        handOverTo<SelectDPProfiles>(
+            PageNames::SelectDPProfiles, Restore::Next,
+            [](SelectDPProfiles& profiles) { profiles.giBackTo = SelectDPProfiles::BackToUsers; });
     }
 }
 

@@ -54,6 +54,11 @@ WizardPage* WizardPage::handOver(const QString& pageName, Restore restore,
         reportFailure(where, 0, QString::fromLocal8Bit(error.what()));
         return nullptr;
     }
+    // The wizard stays where the administrator put it: the next page takes this page's
+    // place on the screen instead of wherever the window manager would put a new window.
+    if (windowHandle() != nullptr) {
+        next->move(pos());
+    }
     next->show();
     hide();
     deleteLater();

@@ -4,6 +4,7 @@
 #include "frame/GlobalVariables.h"
 #include "frame/StatusHolder.h"
 #include "pages/Pages.h"
+#include "pages/SelectDPProfiles.h"
 #include "pages/SelectUsers.h"
 #include "reference/TargetComponentFactory.h"
 
@@ -26,6 +27,7 @@ PageFixture::PageFixture()
     GlobalVariables::Reset();
     SelectUsers::savedBackToVarnel = false;
     SelectUsers::emailTemplateEntered = false;
+    SelectDPProfiles::savedBackTo = SelectDPProfiles::BackToUsers;
     GlobalVariables::gsProgramFolder = mFolder.path();
     GlobalVariables::gsImportApp = QStringLiteral("Zephrin 4.5");
     GlobalVariables::gsExportApp = QStringLiteral("3.1x");
