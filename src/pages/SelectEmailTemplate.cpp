@@ -16,7 +16,6 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
-#include <QTimer>
 #include <QVBoxLayout>
 
 namespace {
@@ -88,10 +87,10 @@ void SelectEmailTemplate::Form_Load()
         // Without templates only "Do not send e-mail" is left to choose.
         CommonFunctions::WriteLog(QStringLiteral("SelectEmailTemplate: GetTemplateList failed: ") +
                                   errorText(failure));
-        mPendingFailure = CommonFunctions::ReplaceAppNames(QStringLiteral(
-                              "The e-mail templates could not be read from the <IMAPP> "
-                              "Directory database, so none is listed.")) +
-                          QStringLiteral("\r\n\r\n") + errorText(failure);
+        tellWhenShown(CommonFunctions::ReplaceAppNames(
+                          QStringLiteral("The e-mail templates could not be read from the <IMAPP> "
+                                         "Directory database, so none is listed.")) +
+                      QStringLiteral("\r\n\r\n") + errorText(failure));
         TemplateList = Collection::create();
         TemplateList->add(toVariant(Collection::create()), RecordKeys::IDs);
         TemplateList->add(toVariant(Collection::create()), RecordKeys::Titles);
@@ -101,23 +100,6 @@ void SelectEmailTemplate::Form_Load()
     const int em = fontMetrics().averageCharWidth();
     const int width = std::max(minimumSizeHint().width(), em * 72);
     resize(width, std::max(layout()->totalHeightForWidth(width), fontMetrics().height() * 22));
-}
-
-void SelectEmailTemplate::showEvent(QShowEvent* event)
-{
-    WizardPage::showEvent(event);
-    if (mPendingFailure.isEmpty()) {
-        return;
-    }
-    // Told over the page, once it is on screen.
-    QTimer::singleShot(0, this, [this] {
-        const QString text = mPendingFailure;
-        mPendingFailure.clear();
-        if (!text.isEmpty()) {
-            AppPrompter::prompter().message(text, QStringLiteral("Error"), Prompter::Icon::Critical,
-                                            Prompter::Buttons::Ok, this);
-        }
-    });
 }
 
 void SelectEmailTemplate::fillTemplates()

@@ -37,7 +37,6 @@ protected:
     void Form_Load() override;
     void NextBtn_Click() override;
     void PreviousBtn_Click() override;
-    void showEvent(QShowEvent* event) override;
 
 private:
     void restoreChoice();
@@ -46,7 +45,4 @@ private:
     void EmailTemplates_Click();
     // Send unless the box is ticked, and the title selected in the list.
     void saveChoice();
-
-    // A failure of the template read, told once the page is on screen.
-    QString mPendingFailure;
 };

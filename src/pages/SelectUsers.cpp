@@ -25,7 +25,6 @@
 #include <QPushButton>
 #include <QSet>
 #include <QStyle>
-#include <QTimer>
 #include <QVBoxLayout>
 #include <algorithm>
 
@@ -264,10 +263,10 @@ void SelectUsers::LoadStateNext()
         } catch (const std::exception& failure) {
             CommonFunctions::WriteLog(
                 QStringLiteral("SelectUsers: CheckForUserConflicts failed: ") + errorText(failure));
-            mPendingFailure = CommonFunctions::ReplaceAppNames(QStringLiteral(
-                                  "The login IDs of the <EXAPP> users could not be compared with "
-                                  "the <IMAPP> Directory database, so no user is listed.")) +
-                              QStringLiteral("\r\n\r\n") + errorText(failure);
+            tellWhenShown(CommonFunctions::ReplaceAppNames(QStringLiteral(
+                              "The login IDs of the <EXAPP> users could not be compared with "
+                              "the <IMAPP> Directory database, so no user is listed.")) +
+                          QStringLiteral("\r\n\r\n") + errorText(failure));
             return;
         }
     }
@@ -326,23 +325,6 @@ void SelectUsers::LoadStatePrev()
     gbBackToVarnel = savedBackToVarnel;
     mOldModel->setTexts(textsOf(cOldUsers));
     mMigrateModel->setTexts(textsOf(cExportedUsers));
-}
-
-void SelectUsers::showEvent(QShowEvent* event)
-{
-    WizardPage::showEvent(event);
-    if (mPendingFailure.isEmpty()) {
-        return;
-    }
-    // Told over the page, once it is on screen.
-    QTimer::singleShot(0, this, [this] {
-        const QString text = mPendingFailure;
-        mPendingFailure.clear();
-        if (!text.isEmpty()) {
-            AppPrompter::prompter().message(text, QStringLiteral("Error"), Prompter::Icon::Critical,
-                                            Prompter::Buttons::Ok, this);
-        }
-    });
 }
 
 QString SelectUsers::userKey(const QString& text) const

@@ -97,8 +97,6 @@ protected:
     void MigrateAll_Click();
     void MigrateNone_Click();
 
-    void showEvent(QShowEvent* event) override;
-
 private:
     // The administrator's answer in the conflict dialog.
     struct Decision
@@ -131,6 +129,4 @@ private:
     CollectionPtr mHandedConflicts;
     // Lets the window handle its events during the loops over every user.
     EventPump mPump;
-    // A failure of LoadStateNext, told once the page is on screen.
-    QString mPendingFailure;
 };

@@ -10,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QTimer>
 
 WizardPage::WizardPage(const QString& name, const QString& caption, QWidget* parent)
     : QWidget(parent, Qt::Window)
@@ -97,6 +98,35 @@ void WizardPage::closeEvent(QCloseEvent* event)
         return;
     }
     QWidget::closeEvent(event);
+}
+
+void WizardPage::tellWhenShown(const QString& text)
+{
+    mPendingFailure = text;
+    if (isVisible()) {
+        tellPendingFailure();
+    }
+}
+
+void WizardPage::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    tellPendingFailure();
+}
+
+void WizardPage::tellPendingFailure()
+{
+    if (mPendingFailure.isEmpty()) {
+        return;
+    }
+    QTimer::singleShot(0, this, [this] {
+        const QString text = mPendingFailure;
+        mPendingFailure.clear();
+        if (!text.isEmpty()) {
+            AppPrompter::prompter().message(text, QStringLiteral("Error"), Prompter::Icon::Critical,
+                                            Prompter::Buttons::Ok, this);
+        }
+    });
 }
 
 void WizardPage::keyPressEvent(QKeyEvent* event)

@@ -123,7 +123,15 @@ protected:
     // Logs and shows a failure of an action of this page that nothing else caught.
     void reportFailure(const QString& action, long number, const QString& description);
 
+    // Shows an error box over the page once it is on screen: a load that fails is
+    // told over the page it leaves half filled, not before the page appears.
+    void tellWhenShown(const QString& text);
+    void showEvent(QShowEvent* event) override;
+
 private:
+    void tellPendingFailure();
+
+    QString mPendingFailure;
     bool mLoaded = false;
     int mWorking = 0;
     bool mUnloading = false;
