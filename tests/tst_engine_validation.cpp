@@ -312,7 +312,6 @@ private slots:
         QFETCH(QString, warnings);
         QCOMPARE(WarningText(ValidateUser(user, newPasswords, languages())), warnings);
     }
-
 };
 
 QTEST_GUILESS_MAIN(EngineValidationTest)
