@@ -1,5 +1,4 @@
 #include "db/AdministrativeDBCon.h"
-#include "db/AdministrativeSql.h"
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "db/VarnelBuilder.h"
@@ -259,66 +258,6 @@ private slots:
         const QStringList names = database.tables();
         QVERIFY(!names.contains(u"MT_VarnelUsers"_s));
         QVERIFY(!names.contains(u"MT_ZephrinUsers"_s));
-    }
-
-    void sqlServerTexts_data()
-    {
-        QTest::addColumn<QString>("actual");
-        QTest::addColumn<QString>("expected");
-
-        QTest::newRow("listing") << AdministrativeSql::ListDatabases
-                                 << "select name from master.dbo.sysdatabases where "
-                                    "has_dbaccess(name) = 1";
-        QTest::newRow("export users") << AdministrativeSql::ExportUsers << "Select * FROM VA_User";
-        QTest::newRow("export user settings")
-            << AdministrativeSql::ExportUserSettings << "SELECT * FROM VA_UserSetting";
-        QTest::newRow("export settings")
-            << AdministrativeSql::ExportSettings << "SELECT * FROM VA_Setting";
-        QTest::newRow("import mark")
-            << AdministrativeSql::ImportMarker
-            << "declare @iExist as integer IF EXISTS(SELECT * FROM dbo.sysobjects WHERE id = "
-               "object_id(N'[dbo].[fwupDirectoryStoresGet]') and OBJECTPROPERTY(id, "
-               "N'IsProcedure') "
-               "= 1) BEGIN SET @iExist=1 END ELSE BEGIN SET @iExist=0 END SELECT @iExist";
-        QTest::newRow("create source users")
-            << AdministrativeSql::CreateVarnelUsers
-            << "if exists (select * from dbo.sysobjects where id = "
-               "object_id(N'[dbo].[MT_VarnelUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
-               "drop "
-               "table [dbo].[MT_VarnelUsers] CREATE TABLE [dbo].[MT_VarnelUsers] ( [UserID] [int] "
-               "NOT "
-               "NULL , [Name] [nvarchar] (255) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL , "
-               "[LoginID] [nvarchar] (50) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL ) ON "
-               "[PRIMARY]ALTER TABLE [dbo].[MT_VarnelUsers] WITH NOCHECK ADD CONSTRAINT "
-               "[PK_MT_VarnelUsers] PRIMARY KEY  CLUSTERED ( [UserID] )  ON [PRIMARY]";
-        QTest::newRow("create target users")
-            << AdministrativeSql::CreateZephrinUsers
-            << "if exists (select * from dbo.sysobjects where id = "
-               "object_id(N'[dbo].[MT_ZephrinUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
-               "drop table [dbo].[MT_ZephrinUsers] CREATE TABLE [dbo].[MT_ZephrinUsers] (    "
-               "[UserID] "
-               "[int] NOT NULL ,     [Name] [nvarchar] (255) COLLATE SQL_Latin1_General_CP1_CI_AS "
-               "NOT "
-               "NULL ,     [LoginID] [nvarchar] (50) COLLATE SQL_Latin1_General_CP1_CI_AS NOT NULL "
-               ") "
-               "ON [PRIMARY] ALTER TABLE [dbo].[MT_ZephrinUsers] WITH NOCHECK ADD CONSTRAINT "
-               "[PK_MT_ZephrinUsers] PRIMARY KEY  CLUSTERED ( [UserID] ) ON [PRIMARY]";
-        QTest::newRow("drop source users") << AdministrativeSql::DropVarnelUsers
-                                           << "if exists (select * from dbo.sysobjects where id = "
-                                              "object_id(N'[dbo].[MT_VarnelUsers]') and "
-                                              "OBJECTPROPERTY(id, N'IsUserTable') = 1) drop "
-                                              "table [dbo].[MT_VarnelUsers]";
-        QTest::newRow("drop target users")
-            << AdministrativeSql::DropZephrinUsers
-            << "if exists (select * from dbo.sysobjects where id = "
-               "object_id(N'[dbo].[MT_ZephrinUsers]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
-               "drop table [dbo].[MT_ZephrinUsers]";
-    }
-
-    void sqlServerTexts()
-    {
-        QFETCH(QString, actual);
-        QTEST(actual, "expected");
     }
 
 private:

@@ -75,10 +75,7 @@ private slots:
             QTest::newRow(name) << entries << bytes;
         };
         row("two lines", {"a\r\nb"}, "a\r\nb\r\n\r\n");
-        row("empty entry", {""}, "\r\n\r\n");
         row("lone line feed", {"a\nb"}, "a\nb\r\n\r\n");
-        row("lone carriage return", {"a\rb"}, "a\rb\r\n\r\n");
-        row("ends with CR LF", {"a\r\n"}, "a\r\n\r\n\r\n");
         row("latin-1 name", {u"SelectUsers: Zo\u00eb Brandt"_s},
             "SelectUsers: Zo\xeb Brandt\r\n\r\n");
         // Two runs started within the same second share one file, entry after entry.
@@ -292,10 +289,8 @@ private slots:
         row("framed list", "0,72,105,0", "Hi", 0);
         row("frame elements are never read", "x,72,105,y", "Hi", 0);
         row("two elements", "72,105", "", 0);
-        row("empty text", "", "", 0);
         row("8-bit character", "0,235,0", u"\u00eb"_s, 0);
         row("not a number", "0,72,abc,0", "", ErrorNumber::TypeMismatch);
-        row("empty element", "0,,0", "", ErrorNumber::TypeMismatch);
         row("beyond 8 bits", "0,300,0", "", ErrorNumber::InvalidProcedureCall);
     }
 
@@ -309,17 +304,6 @@ private slots:
         } catch (const MigrationError& error) {
             QCOMPARE(error.number(), number);
         }
-    }
-
-    void appendTextToFile()
-    {
-        const QString path = mFolder->filePath(u"report.txt"_s);
-        AppendTextToFile(path, u"Zo\u00eb\r\n"_s);
-        AppendTextToFile(path, u"end"_s);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), QByteArray("Zo\xeb\r\nend"));
-        QVERIFY_THROWS_EXCEPTION(MigrationError, AppendTextToFile(path + "/below-a-file.txt", "x"));
     }
 
     // The object check finds only collections (an absent one too), the value check

@@ -44,6 +44,8 @@ private slots:
             "directory:connectionstring", u"Provider=SQLOLEDB.1;Data Source=db,1433;pwd=a;b"_s);
         row("' ;' between double quotes stays", "[directory]\nconnectionstring=\"pwd=a ;b\" ; ok\n",
             "directory:connectionstring", u"pwd=a ;b"_s);
+        row("a comma in a quoted value", "[Global]\nProductName = \"Zephrin, Inc. 5.0\"\n",
+            "global:productname", u"Zephrin, Inc. 5.0"_s);
         row("Latin-1 file", "[global]\r\nproductname=Zephrin f\xfcr Z\xfcrich\r\n",
             "global:productname", u"Zephrin für Zürich"_s);
         row("UTF-8 file with a byte-order mark",

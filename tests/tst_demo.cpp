@@ -3,15 +3,12 @@
 #include "db/UserConflicts.h"
 #include "db/VarnelDBCon.h"
 #include "demo/DemoInstallation.h"
-#include "demo/DemoProfiles.h"
 #include "demo/DemoTemplates.h"
 #include "directory/ComponentFactory.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
-#include "pages/Introduction.h"
-#include "pages/Pages.h"
 #include "reference/IniConfiguration.h"
 #include "reference/ReferencePasswordEncoder.h"
 #include "reference/TargetComponentFactory.h"
@@ -19,7 +16,6 @@
 #include "support/ScriptedPrompter.h"
 
 #include <QDirIterator>
-#include <QLabel>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -73,8 +69,7 @@ private slots:
         Components::setFactory(std::make_shared<TargetComponentFactory>(mDemo.configurationPath));
     }
 
-    // The configuration and what the introduction, verification, store and template steps
-    // read.
+    // The configuration and what the store and template steps read.
     void asTheWizardSeesIt()
     {
         const QString source = mDemo.sourceConnectionString;
@@ -85,8 +80,6 @@ private slots:
         QCOMPARE(IniConfiguration(mDemo.configurationPath).GetDirectoryConnectionString(), target);
         // New passwords of the demo's users are encoded at the demo's low cost.
         QCOMPARE(ReferencePasswordEncoder::ConfiguredIterations(mDemo.configurationPath), 10000);
-        QVERIFY(CheckExportDatabase(source) && CheckImportDatabase(target));
-        QVERIFY(!CheckImportDatabase(source) && !CheckExportDatabase(target));
         QCOMPARE(RegistryValueGet(source, u"AuthenticationMethod"_s), u"NTLOGON"_s);
 
         QStringList servers = GetUserMailHomeServers(source);
@@ -101,77 +94,6 @@ private slots:
         }
         QCOMPARE(GetWizardLinkBase(target),
                  u"http://zephrin.example.com/zephrin/gettingstarted.asp?lang="_s);
-        // The service account logs on to the pickup folder.
-        QVERIFY(FindServiceAccount(target, Collection::create()));
-        QCOMPARE(GlobalVariables::gsServiceAccount,
-                 u"MAIL01;svc-migrate;svc-migrate@example.com"_s);
-        QCOMPARE(GlobalVariables::gvLogonHandle.toString(), u"pickup:"_s + dir.filePath(u"mail"_s));
-
-        Pages::registerAllPages();
-        std::unique_ptr<Introduction> page(
-            qobject_cast<Introduction*>(Pages::create(u"Introduction"_s)));
-        QVERIFY(page != nullptr);
-        QCOMPARE(page->IntroductionText->text(),
-                 u"This tool migrates users and Device Provisioning profiles to an Zephrin 4.5 "
-                 "Directory database from a 3.1x database."_s);
-    }
-
-    // Exactly the planted pairs, one of them differing in letter case only.
-    void conflicts()
-    {
-        const CollectionPtr users = GetDirectoryUsers(mDemo.directoryConnectionString);
-        const CollectionPtr result = CheckForUserConflicts(mDemo.sourceConnectionString, users);
-        const CollectionPtr vaIDs = result->collection(u"VaUserID"_s);
-        const CollectionPtr zeLogins = users->collection(u"LoginIDs"_s);
-        QStringList found; // "source user:source login:Directory login"
-        for (int i = 1; i <= vaIDs->count(); ++i) {
-            const QString zeID = result->collection(u"ZeUserID"_s)->item(i).toString();
-            found << vaIDs->item(i).toString() + ':' +
-                         result->collection(u"LoginID"_s)->item(i).toString() + ':' +
-                         zeLogins->item(zeID).toString();
-        }
-        QStringList planted;
-        QStringList caseOnly;
-        for (const auto& c : mContent.conflicts) {
-            planted << u"%1:%2:%3"_s.arg(c.vaUserID).arg(c.sourceLoginID, c.directoryLoginID);
-            if (c.sourceLoginID != c.directoryLoginID) {
-                caseOnly << QString::number(c.vaUserID);
-            }
-        }
-        found.sort();
-        planted.sort();
-        QCOMPARE(found, planted);
-        QCOMPARE(found.size(), 5);
-        QCOMPARE(caseOnly, QStringList(QString::number(
-                               mContent.firstUserWith(DemoTrait::ConflictCaseOnly)->userID)));
-        // A new user for the first conflict finds its first generated login ID taken too.
-        const auto* first = mContent.firstUserWith(DemoTrait::Conflict);
-        QVERIFY(zeLogins->values().contains(QVariant(first->givenName.toString().left(2) +
-                                                     first->familyName.toString().left(2) + '0')));
-    }
-
-    // The damaged profile is skipped, the first of a duplicate pair kept, and only the
-    // profile of the unknown bearer is refused by the Directory.
-    void profiles()
-    {
-        const CollectionPtr profiles = GetProvisioningProfiles(mDemo.sourceConnectionString);
-        QStringList bearers;
-        for (int i = 1; i <= profiles->count(); ++i) {
-            const CollectionPtr profile = profiles->collection(i);
-            const QString name = profile->item(u"ProfileName"_s).toString();
-            bearers << profile->item(u"Bearer"_s).toString();
-            try {
-                NormaliseProfile(profile);
-            } catch (const MigrationError&) {
-                bearers.last() += u" refused"_s;
-            }
-            QVERIFY(name != QLatin1String(DemoProfiles::DamagedProfileName));
-            if (name == QLatin1String(DemoProfiles::DuplicatePairProfileName)) {
-                QCOMPARE(profile->item(u"GPRSAccessPointName"_s).toString(),
-                         QLatin1String(DemoProfiles::FirstAccessPoint));
-            }
-        }
-        QCOMPARE(bearers, QStringList({"0", "1", "2", "3", "4", "7 refused"}));
     }
 
     void plantedSettings_data()
@@ -200,38 +122,6 @@ private slots:
                     : GetUserSettingsByID(user->userID, DemoData::SettingNames(),
                                           mDemo.sourceConnectionString);
         QTEST(record->contains(key) ? describe(record->item(key)) : u"-"_s, "expected");
-    }
-
-    // The users without a planted problem give the migration nothing to repair; among
-    // them are the time zones that the Directory merges and the browse-folder start point.
-    void otherUsersAreClean()
-    {
-        const CollectionPtr languages = GetDirectoryIDList(mDemo.directoryConnectionString);
-        QVERIFY(!languages->contains(u"1049"_s));
-        QSet<int> timeZones;
-        int browseFolder = 0;
-        int clean = 0;
-        for (const VarnelSourceUser& user : mContent.source.users) {
-            const CollectionPtr s = GetUserSettingsByID(user.userID, DemoData::SettingNames(),
-                                                        mDemo.sourceConnectionString);
-            timeZones.insert(s->value(u"TimezoneIndex"_s, -1).toInt());
-            browseFolder += s->value(u"defaultstartpoint"_s).toString() == "browsefolder"_L1;
-            if (QList{DemoTrait::Plain, DemoTrait::Conflict, DemoTrait::ConflictCaseOnly}.contains(
-                    mContent.traits.value(user.userID))) {
-                const QString flags = s->item(u"UserViewGraphics"_s).toString() + '/' +
-                                      s->item(u"UserEnabled"_s).toString();
-                QVERIFY2(s->count() == DemoData::SettingNames().size() &&
-                             !s->values().contains(QVariant(u""_s)) &&
-                             QStringList({"ON/TRUE", "ON/FALSE", "OFF/TRUE", "OFF/FALSE"})
-                                 .contains(flags.toUpper()) &&
-                             languages->contains(s->item(u"UserLanguage"_s).toString()),
-                         qPrintable(QString::number(user.userID)));
-                ++clean;
-            }
-        }
-        QCOMPARE(clean, 50 - 21 + 5); // 21 roles of a block are not plain; 5 of them conflicts
-        QVERIFY(browseFolder >= 5);
-        QVERIFY(timeZones.contains(QSet<int>{21, 22, 23, 24, 25, 26, 27, 47, 48}));
     }
 
     void scaled()

@@ -1,6 +1,5 @@
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
-#include "directory/ComponentFactory.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/GlobalVariables.h"
 #include "frame/StateKeys.h"
@@ -9,9 +8,7 @@
 #include "pages/PageNames.h"
 #include "pages/SelectDPProfiles.h"
 #include "pages/SelectEmailTemplate.h"
-#include "reference/TargetComponentFactory.h"
 #include "support/PageFixture.h"
-#include "support/SmtpServer.h"
 #include "support/StandInPage.h"
 
 #include <QCheckBox>
@@ -150,8 +147,6 @@ private slots:
         QTest::addColumn<QString>("expected");
         QTest::newRow("a template clicked") << u"t1"_s << u"box=0 selected=New password next=1"_s;
         QTest::newRow("the box ticked") << u"b"_s << u"box=1 selected= next=1"_s;
-        QTest::newRow("ticked and cleared") << u"b b"_s << u"box=0 selected= next=0"_s;
-        QTest::newRow("a template, then the box") << u"t0 b"_s << u"box=1 selected= next=1"_s;
         QTest::newRow("a template, the box ticked and cleared")
             << u"t0 b b"_s << u"box=0 selected= next=0"_s;
         QTest::newRow("the box, then a template")
@@ -186,7 +181,6 @@ private slots:
             << false << u"New password"_s << u"box=1 selected= next=1"_s;
         QTest::newRow("a template")
             << true << u"New password"_s << u"box=0 selected=New password next=1"_s;
-        QTest::newRow("mail without a title") << true << QString() << u"box=0 selected= next=0"_s;
         QTest::newRow("a title no longer there")
             << true << u"Old welcome"_s << u"box=0 selected= next=0"_s;
     }
@@ -407,32 +401,6 @@ private slots:
         QCOMPARE(messages(mFixture->prompter()), QStringList{UnableToConnect});
         QCOMPARE(PageFixture::visible<EnterConnectData>(), page);
         QCOMPARE(GlobalVariables::gsServiceAccount, u";;"_s);
-    }
-
-    // With mail going over SMTP the test talks to the server named: one that answers
-    // passes, one where nothing listens fails.
-    void logonOverSmtp()
-    {
-        SmtpServer server;
-        QVERIFY2(server.isRunning(), qPrintable(server.errorString()));
-        mFixture->writeConfiguration(
-            u"[mail]\ntransport=smtp\nsmtpport=%1\n"_s.arg(server.port()).toUtf8());
-        Components::setFactory(std::make_shared<TargetComponentFactory>(
-            QDir(mFixture->folder()).filePath(u"zephrin.ini"_s)));
-        auto* page = mFixture->open<EnterConnectData>(PageNames::EnterConnectData);
-        QVERIFY(page != nullptr);
-        type(page->ServerNameTxt, u"127.0.0.1:1"_s);
-        type(page->AliasTxt, u"svc"_s);
-        type(page->EmailTxt, u"svc@example.com"_s);
-        PageFixture::click(page->NextBtn);
-        QCOMPARE(messages(mFixture->prompter()), QStringList{UnableToConnect});
-
-        type(page->ServerNameTxt, server.host());
-        PageFixture::click(page->NextBtn);
-        QVERIFY(PageFixture::visible<SelectDPProfiles>() != nullptr);
-        QCOMPARE(GlobalVariables::gvLogonHandle.toString(),
-                 u"smtp://127.0.0.1:%1"_s.arg(server.port()));
-        QCOMPARE(mFixture->prompter().asked.size(), 1);
     }
 
     // Previous keeps the values and returns to the template page with its choice; on

@@ -135,35 +135,6 @@ private slots:
         QCOMPARE(engine->gsReport, expected);
     }
 
-    void anInterruptedRun()
-    {
-        GlobalVariables::gbAddStores = true;
-        engine->bInterrupted = true;
-        engine->cStoreResults->add(toVariant(store(u"E2K1"_s, false, 2)));
-        engine->RecordProfileOutcome(Collection::create(), true);
-        engine->RecordProfileOutcome(Collection::create(), false);
-
-        engine->GenerateReport();
-        QCOMPARE(engine->gsReport,
-                 u"Status, migrated stores: \r\n\r\n"
-                 "Exchange 2000/2003: \r\n"
-                 "    Failed to migrate E2K1\r\n\r\n\r\n"
-                 "\r\nStatus, migrated users:\r\n\r\n"
-                 "No users migrated due to interrupt.\r\n\r\n"_s +
-                     Dashes +
-                     u"\r\n\r\n1 of 2 Device Provisioning profile(s) were successfully "
-                     "migrated.\r\n\r\n"_s);
-    }
-
-    void noUsersAndNoProfiles()
-    {
-        QVERIFY(!engine->cProfileResults);
-        engine->GenerateReport();
-        QCOMPARE(engine->gsReport, u"\r\nStatus, migrated users:\r\n\r\n"
-                                   "0 of 0 user(s) successfully migrated\r\n\r\n"_s +
-                                       NoProfiles);
-    }
-
     // Users in the order of their outcomes: a user without a grade record is
     // successful, one with a Total above 0 has warnings, a failed one is listed with
     // its warnings and error; one that could not be read by its ID alone.

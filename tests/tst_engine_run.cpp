@@ -495,12 +495,7 @@ private slots:
         QTest::addColumn<bool>("newPasswords");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("problem");
-        QTest::newRow("no login ID") << 28 << true << u"Sandra Johnson"_s << u"Login ID missing"_s;
         QTest::newRow("no alias") << 31 << true << u"Stefan Thompson"_s << u"Alias missing"_s;
-        QTest::newRow("no e-mail address")
-            << 34 << true << u"Donna Baker"_s << u"E-mail Address missing"_s;
-        QTest::newRow("no mail server")
-            << 37 << true << u"Pierre Moore"_s << u"Mail server missing"_s;
         QTest::newRow("empty password, passwords kept")
             << 39 << false << u"Kevin Young"_s << u"Password missing"_s;
     }
@@ -711,30 +706,6 @@ private slots:
         QVERIFY(kept.contains(u"    9 password (as the Directory stores it): pbkdf2-sha256$"_s));
     }
 
-    // Action 2 that works: the Directory user is replaced by the source user.
-    void aDeleteAndReinsert()
-    {
-        RunChoices choices;
-        choices.users = {44};
-        choices.actions = {{44, 2}};
-        choices.newPasswords = false;
-        QCOMPARE(run(choices), u"\r\nStatus, migrated users:\r\n\r\n"
-                               "1 of 1 user(s) successfully migrated\r\n\r\n"_s +
-                                   profileLine(0, 0));
-        QCOMPARE(directory(u"SELECT UserID, FirstName, LoginID FROM fwtUser WHERE LoginID = "
-                           "'pdubois'"_s),
-                 QStringList({u"10/Patricia/pdubois"_s}));
-        // The new user takes the free ID, with services of its own.
-        QCOMPARE(directory(u"SELECT COUNT(*) FROM fwtUser WHERE FirstName = 'Paul'"_s),
-                 QStringList({u"0"_s}));
-        QCOMPARE(directory(u"SELECT COUNT(*) FROM fwtService WHERE OwnerUserID = 10"_s),
-                 QStringList({u"10"_s}));
-        QCOMPARE(directory(u"SELECT t.Value FROM fwtService s JOIN fwtServiceSetting t ON "
-                           "t.ServiceID = s.ServiceID WHERE s.OwnerUserID = 10 AND t.Name = "
-                           "'fullname' AND s.DisplayName = 'Mail'"_s),
-                 QStringList({u"Patricia Dubois"_s}));
-    }
-
     // New passwords are made, but e-mail was declined: the users count as migrated,
     // no mail is tried, and the report lists their passwords.
     void newPasswordsWithoutEmail()
@@ -761,25 +732,6 @@ private slots:
             QVERIFY(ReferencePasswordEncoder::VerifyPassword(password(id), stored.first()));
             QCOMPARE(password(id).size(), 6);
         }
-    }
-
-    // Introduction e-mails through a real SMTP server: each user is told the login ID
-    // and password that the report lists.
-    void emailThroughSmtp()
-    {
-        SmtpServer server;
-        QVERIFY2(server.isRunning(), qPrintable(server.errorString()));
-        useSmtp(server.port());
-        RunChoices choices;
-        choices.users = {1, 2};
-        choices.serviceAccount = {u"svc-migrate"_s, u"svc-migrate@example.com"_s, u"127.0.0.1"_s};
-        run(choices);
-        const QList<SmtpServer::Message> messages = server.messages(2);
-        QCOMPARE(messages.size(), 2);
-        QCOMPARE(messages.at(1).rcptTos, QStringList({u"mdavis@example.com"_s}));
-        QVERIFY2(messages.at(1).body.contains(u"MaDa1"_s), qPrintable(messages.at(1).body));
-        QVERIFY(messages.at(1).body.contains(password(2)));
-        QVERIFY(messages.at(0).body.contains(password(1)));
     }
 
     // Introduction e-mails that cannot be sent: the users stay in the Directory and

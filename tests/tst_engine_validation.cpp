@@ -160,21 +160,6 @@ private slots:
         QCOMPARE(describe(GetUserInformation(7, connection)), expected);
     }
 
-    void aUserMissingFromTheSourceCannotBeRead()
-    {
-        QTemporaryDir folder;
-        VarnelSource source;
-        const QString connection = VarnelBuilder::Write(folder.path(), u"Varnel"_s, source);
-        try {
-            GetUserInformation(17, connection);
-            QFAIL("a user that is not there was read");
-        } catch (const MigrationError& error) {
-            QCOMPARE(error.number(), 5L);
-            QCOMPARE(error.description(),
-                     u"There is no user with the ID 17 in the 3.1x database"_s);
-        }
-    }
-
     void gradesEveryField_data()
     {
         QTest::addColumn<CollectionPtr>("user");
@@ -326,13 +311,6 @@ private slots:
         QFETCH(bool, newPasswords);
         QFETCH(QString, warnings);
         QCOMPARE(WarningText(ValidateUser(user, newPasswords, languages())), warnings);
-    }
-
-    void formatsAWarningAndComparesGrades()
-    {
-        QCOMPARE(FormatWarning(u"p"_s, u"a"_s), u"PROBLEM: p\r\nACTION: a\r\n\r\n"_s);
-        QCOMPARE(MaxGrade(1, 3), 3);
-        QCOMPARE(MaxGrade(2, 0), 2);
     }
 };
 

@@ -1,5 +1,6 @@
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
+#include "pages/ConflictDecision.h"
 #include "pages/Finish.h"
 #include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
@@ -23,9 +24,23 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Opens a page of this build as the wizard shows it, with content in its lists.
-WizardPage* openFilled(PageFixture& fixture, const QString& name)
+// The conflict dialog, by this name in the tables, offering "apply to all".
+const QString ConflictDialog = u"ConflictDecision"_s;
+
+// Opens a page of this build as the wizard shows it, with content in its lists; the
+// conflict dialog into the given holder.
+QWidget* openFilled(PageFixture& fixture, const QString& name,
+                    std::unique_ptr<ConflictDecision>& dialog)
 {
+    if (name == ConflictDialog) {
+        dialog = std::make_unique<ConflictDecision>();
+        dialog->offerApplyToAll(true);
+        dialog->show();
+        return dialog.get();
+    }
+    if (name == PageNames::SelectUsers) {
+        return fixture.open<WizardPage>(PageNames::SelectUsers, WizardPage::Restore::Next);
+    }
     if (name == PageNames::AddStores) {
         auto* page = qobject_cast<AddStores*>(Pages::create(PageNames::AddStores));
         if (page != nullptr) {
@@ -97,10 +112,10 @@ private slots:
     {
         mFixture = std::make_unique<PageFixture>();
         mFixture->useDemo(12);
-        StandInPage::registerAs(PageNames::SelectUsers, u"Select Users to Migrate"_s);
     }
     void cleanup()
     {
+        mDialog.reset();
         mFixture.reset();
         QCOMPARE(PageFixture::openConnections(), QStringList());
     }
@@ -111,7 +126,8 @@ private slots:
         QTest::addColumn<double>("fontScale");
         for (const QLatin1String name :
              {PageNames::SelectVarnel, PageNames::SelectZephrin, PageNames::Verifier,
-              PageNames::AddStores, PageNames::SelectEmailTemplate, PageNames::EnterConnectData,
+              PageNames::AddStores, PageNames::SelectUsers, QLatin1String("ConflictDecision"),
+              PageNames::SelectEmailTemplate, PageNames::EnterConnectData,
               PageNames::SelectDPProfiles, PageNames::UserInputFinished, PageNames::Finish,
               PageNames::MigrateUsers}) {
             for (const double scale : {1.0, 1.5}) {
@@ -123,16 +139,19 @@ private slots:
 
     // Every control shows whole, at the usual text size and at half as large again (a
     // display set to 150 %); the ctest run under QT_SCALE_FACTOR=1.5 repeats it scaled.
+    // The window stays within a 1920 x 1080 screen at 150 % (1280 x 720).
     void fitsItsContent()
     {
         QFETCH(QString, name);
         QFETCH(double, fontScale);
         const ScaledFont font(fontScale);
-        WizardPage* page = openFilled(*mFixture, name);
+        QWidget* page = openFilled(*mFixture, name, mDialog);
         QVERIFY(page != nullptr);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
         QCOMPARE(LayoutCheck::clippedControls(*page).join(u"; "_s), QString());
         QVERIFY(page->width() >= page->minimumSizeHint().width());
+        QVERIFY2(page->width() <= 1280 && page->height() <= 720,
+                 qPrintable(u"%1x%2"_s.arg(page->width()).arg(page->height())));
     }
 
     void tabOrder_data()
@@ -159,6 +178,11 @@ private slots:
                            u"E55ServersLbx"_s,      u"PreviousBtn"_s, u"NextBtn"_s,
                            u"CancelBtn"_s};
         QTest::newRow("Verifier: nothing to visit") << u"Verifier"_s << QStringList();
+        QTest::newRow("SelectUsers")
+            << u"SelectUsers"_s
+            << QStringList{u"OldUsersLbx"_s, u"OldToMigrateBtn"_s, u"MigrateToOldBtn"_s,
+                           u"MigrateAll"_s,  u"MigrateNone"_s,     u"Migrate"_s,
+                           u"PreviousBtn"_s, u"NextBtn"_s,         u"CancelBtn"_s};
         QTest::newRow("SelectEmailTemplate")
             << u"SelectEmailTemplate"_s
             << QStringList{u"EmailTemplates"_s, u"DoNotSend"_s, u"PreviousBtn"_s, u"NextBtn"_s,
@@ -187,7 +211,7 @@ private slots:
     {
         QFETCH(QString, name);
         QFETCH(QStringList, chain);
-        WizardPage* page = openFilled(*mFixture, name);
+        QWidget* page = openFilled(*mFixture, name, mDialog);
         QVERIFY(page != nullptr);
         QCOMPARE(LayoutCheck::tabChain(*page), chain);
     }
@@ -211,6 +235,7 @@ private slots:
         QCOMPARE(source->DatabaseCbx->count(), 2);
         QCOMPARE(PageFixture::visible<WizardPage>(), source);
 
+        StandInPage::registerAs(PageNames::SelectUsers, u"Select Users to Migrate"_s);
         auto* stores = qobject_cast<AddStores*>(Pages::create(PageNames::AddStores));
         QVERIFY(stores != nullptr);
         stores->setDetectedServers({u"EXCH55"_s});
@@ -225,6 +250,7 @@ private slots:
 
 private:
     std::unique_ptr<PageFixture> mFixture;
+    std::unique_ptr<ConflictDecision> mDialog;
 };
 
 QTEST_MAIN(TestPageLayout)

@@ -1,4 +1,3 @@
-#include "db/AdministrativeSql.h"
 #include "db/DbConnection.h"
 #include "db/UserConflicts.h"
 #include "db/VarnelBuilder.h"
@@ -301,21 +300,6 @@ private slots:
         QCOMPARE(SortTableInsertBatch(SortNames(records({"Ann/O'Neil", "Bob/Brown"}))),
                  u"Insert MT_SortTable(UserName,[Index]) VALUES('O'Neil, Ann',1) "
                  "Insert MT_SortTable(UserName,[Index]) VALUES('Brown, Bob',2)"_s);
-
-        QCOMPARE(
-            AdministrativeSql::SelectConflicts,
-            u"select t1.userid as VaUserID,t2.userid as ZeUserID,t1.[name] as VaName,t2.[name] "
-            "as ZeName,t1.LoginID from MT_VarnelUsers as t1,MT_ZephrinUSers as t2 WHERE "
-            "t1.LoginID=t2.LoginID"_s);
-        QCOMPARE(AdministrativeSql::CreateSortTable,
-                 u"if exists (select * from dbo.sysobjects where id = "
-                 "object_id(N'[dbo].[MT_SortTable]') and OBJECTPROPERTY(id, N'IsUserTable') = 1) "
-                 "drop table [dbo].[MT_SortTable] CREATE TABLE [dbo].[MT_SortTable] ([UserName] "
-                 "[varchar] (100) COLLATE Latin1_General_CI_AS NOT NULL , [Index] [Int] NOT NULL) "
-                 "ON [PRIMARY] ALTER TABLE [dbo].[MT_SortTable] WITH NOCHECK ADD CONSTRAINT "
-                 "[PK_MT_SortTable] PRIMARY KEY  CLUSTERED ([Index])  ON [PRIMARY]"_s);
-        QCOMPARE(AdministrativeSql::SelectSorted,
-                 u"Select UserName,[Index] From MT_SortTable order by UserName"_s);
     }
 };
 

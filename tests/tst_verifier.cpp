@@ -104,9 +104,6 @@ private slots:
         };
         const QString storesChecked = u"CheckStores: True"_s;
 
-        QTest::newRow("demo") << Setup() << u"111"_s << u"1111"_s
-                              << start + QStringList{method(u"NTLOGON"_s), storesChecked} << 4
-                              << u"11"_s << QStringList{u"EXCH55"_s};
         QTest::newRow("method in lower case") << Setup([](const DemoInstallation& demo) {
             setAuthenticationMethod(demo, u"ntlogon"_s);
         }) << u"111"_s << u"1111"_s << start + QStringList{method(u"ntlogon"_s), storesChecked}
@@ -184,10 +181,6 @@ private slots:
                      QString::number(GlobalVariables::gbNewPasswords),
                  logon);
         QCOMPARE(page->gcStoresNotAdded, storesNotAdded);
-        QCOMPARE(page->msSourceConnectionString,
-                 StatusHolder::GetVarnelDatabase()->item(u"ConnectionString"_s).toString());
-        QCOMPARE(page->msTargetConnectionString,
-                 StatusHolder::GetZephrinDatabase()->item(u"ConnectionString"_s).toString());
         if (result.importValid) {
             QVERIFY(page->mcConflicts != nullptr);
             QCOMPARE(page->mcConflicts->collection(u"VaUserID"_s)->count(),
