@@ -87,6 +87,20 @@ bool unattended(int argc, char* argv[])
     return false;
 }
 
+// Drawn offscreen, the platform says of every window that it cannot pass size hints
+// on, and the per-user folder notes its default: nothing for the administrator of an
+// unattended run, whose output should hold what matters.
+QtMessageHandler defaultHandler = nullptr;
+void quietOffscreen(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (type == QtWarningMsg &&
+        (text == QLatin1String("This plugin does not support propagateSizeHints()") ||
+         text.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set")))) {
+        return;
+    }
+    defaultHandler(type, context, text);
+}
+
 void printLine(FILE* stream, const QString& text)
 {
     std::fprintf(stream, "%s\n", text.toLocal8Bit().constData());
@@ -118,6 +132,9 @@ int main(int argc, char* argv[])
     if (unattended(argc, argv) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
         qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (unattended(argc, argv) && qgetenv("QT_QPA_PLATFORM") == "offscreen") {
+        defaultHandler = qInstallMessageHandler(quietOffscreen);
     }
     const std::unique_ptr<QCoreApplication> app =
         needsWindow(argc, argv) ? std::make_unique<QApplication>(argc, argv)

@@ -87,10 +87,12 @@ void addUsers(const MigrationEngine& run, QList<OutcomeRow>& rows)
         done.insert(id);
         const QString key = QString::number(id);
         const CollectionPtr summary = summaries.value(id);
-        const CollectionPtr record =
-            run.cUserResults ? run.cUserResults->collection(key) : CollectionPtr();
-        const CollectionPtr grades =
-            run.cUserWarnings ? run.cUserWarnings->collection(key) : CollectionPtr();
+        const CollectionPtr record = run.cUserResults && run.cUserResults->contains(key)
+                                         ? run.cUserResults->collection(key)
+                                         : CollectionPtr();
+        const CollectionPtr grades = run.cUserWarnings && run.cUserWarnings->contains(key)
+                                         ? run.cUserWarnings->collection(key)
+                                         : CollectionPtr();
 
         OutcomeRow row;
         row.kind = QStringLiteral("user");
@@ -197,11 +199,13 @@ void addProfiles(const MigrationEngine& run, QList<OutcomeRow>& rows)
     const int count = run.cProfileResults ? run.cProfileResults->count() : 0;
     for (int position = 1; position <= count; ++position) {
         const CollectionPtr result = run.cProfileResults->collection(position);
-        const CollectionPtr profile = result->collection(Profile);
+        const CollectionPtr profile =
+            result->contains(Profile) ? result->collection(Profile) : CollectionPtr();
         OutcomeRow row;
         row.kind = QStringLiteral("profile");
+        // The reader gives a profile a new ID every time it reads it, so no ID is
+        // written: the name is what names a profile from one run to the next.
         if (profile) {
-            row.id = profile->value(ProfileID).toString();
             row.name = profile->value(ProfileName).toString();
         }
         if (result->value(Status).toBool()) {

@@ -15,7 +15,7 @@ struct OutcomeRow
 {
     // "user", "store" or "profile".
     QString kind;
-    // The source user ID or the profile ID; empty for a store.
+    // The source user ID; empty for a store and a profile.
     QString id;
     // "First Last", the server name or the profile name.
     QString name;

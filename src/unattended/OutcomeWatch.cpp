@@ -27,7 +27,17 @@ void OutcomeWatch::runStarted(const MigrationEngine&)
 // became of this run.
 void OutcomeWatch::reportGenerated(const MigrationEngine& run)
 {
-    mOutcome = RunOutcome::Of(run);
+    // The run is over and its report made: nothing here may undo that.
+    try {
+        mOutcome = RunOutcome::Of(run);
+    } catch (const std::exception& error) {
+        mOutcome.reset();
+        mCsvError = QStringLiteral("The outcome of the run could not be taken: %1")
+                        .arg(QString::fromLocal8Bit(error.what()));
+        AppPrompter::prompter().message(mCsvError, QStringLiteral("Outcome"),
+                                        Prompter::Icon::Exclamation);
+        return;
+    }
     if (mCsvPath.isEmpty()) {
         return;
     }

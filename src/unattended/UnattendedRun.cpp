@@ -30,12 +30,15 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTimer>
+#include <algorithm>
 
 namespace {
 
 const QString StoreQuestionTitle = QStringLiteral("Could not Add Store");
 // How long a window that is busy with its own work waits before it is answered.
 constexpr int BusyRetry = 20;
+// How often the walk is checked for standing still.
+constexpr int WatchdogInterval = 2000;
 
 // A message of the wizard on one line: its own line breaks become blanks.
 QString oneLine(const QString& text)
@@ -98,6 +101,8 @@ private:
 UnattendedRun::UnattendedRun(AnswersFile answers, OutcomeWatch& watch, QObject* parent)
     : QObject(parent), mAnswers(std::move(answers)), mWatch(watch)
 {
+    mWatchdog.setInterval(WatchdogInterval);
+    connect(&mWatchdog, &QTimer::timeout, this, &UnattendedRun::checkProgress);
 }
 
 UnattendedRun::~UnattendedRun()
@@ -127,6 +132,37 @@ void UnattendedRun::start()
         return;
     }
     introduction->show();
+    mWatchdog.start();
+}
+
+void UnattendedRun::checkProgress()
+{
+    if (mDone) {
+        mWatchdog.stop();
+        return;
+    }
+    QList<QObject*> shown;
+    QStringList titles;
+    for (QWidget* window : QApplication::topLevelWidgets()) {
+        const auto* page = qobject_cast<WizardPage*>(window);
+        if (!window->isVisible() ||
+            (page == nullptr && qobject_cast<ConflictDecision*>(window) == nullptr)) {
+            continue;
+        }
+        if (page != nullptr && page->isWorking()) {
+            mIdleWindows.clear();
+            return;
+        }
+        shown << window;
+        titles << window->windowTitle();
+    }
+    std::sort(shown.begin(), shown.end());
+    if (shown != mIdleWindows) {
+        mIdleWindows = shown;
+        return;
+    }
+    stop(QStringLiteral("The wizard stands still at \"%1\"")
+             .arg(titles.join(QStringLiteral("\", \""))));
 }
 
 int UnattendedRun::exitStatus() const
@@ -716,6 +752,7 @@ void UnattendedRun::finish()
         return;
     }
     mDone = true;
+    mWatchdog.stop();
     qApp->removeEventFilter(this);
     emit finished(exitStatus());
 }

@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 #include <memory>
 
 class ConflictDecision;
@@ -87,6 +88,10 @@ private:
     bool next(WizardPage* page);
     // The servers the file types must be mail servers of source users.
     bool checkStoresExist();
+    // Stops a walk that stands still: the same windows shown, none of them working, at
+    // two checks in a row (a failure the wizard could only tell a person by leaving a
+    // window open).
+    void checkProgress();
 
     // The prompter's questions.
     int message(const QString& text, const QString& title, int buttons);
@@ -106,4 +111,6 @@ private:
     QSet<QObject*> mAnswered;
     // The decision for every conflicting user chosen, by source user ID.
     QHash<int, int> mDecisions;
+    QTimer mWatchdog;
+    QList<QObject*> mIdleWindows;
 };

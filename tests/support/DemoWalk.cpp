@@ -110,7 +110,8 @@ bool DemoWalk::step()
         next();
     } else if (name == PageNames::SelectVarnel) {
         auto* page = PageFixture::visible<SelectVarnel>();
-        type(page->DatabaseServerTxt, u"sqlite:"_s + mFixture.demo().folder);
+        type(page->DatabaseServerTxt,
+             u"sqlite:"_s + (mDemoFolder.isEmpty() ? mFixture.demo().folder : mDemoFolder));
         QTest::mouseClick(page->AuthenticationRbn[0], Qt::LeftButton);
         PageFixture::click(page->LoadDatabasesBtn);
         QFocusEvent in(QEvent::FocusIn, Qt::MouseFocusReason);

@@ -44,7 +44,11 @@ private:
 class DemoWalk
 {
 public:
-    explicit DemoWalk(PageFixture& fixture) : mFixture(fixture) {}
+    // The source is typed as sqlite:<demoFolder>, the fixture's demo when none is given.
+    explicit DemoWalk(PageFixture& fixture, const QString& demoFolder = QString())
+        : mFixture(fixture), mDemoFolder(demoFolder)
+    {
+    }
 
     // Opens the introduction page as the program does.
     void start();
@@ -63,4 +67,5 @@ private:
     void next();
 
     PageFixture& mFixture;
+    QString mDemoFolder;
 };
