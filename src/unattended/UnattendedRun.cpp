@@ -181,12 +181,15 @@ bool UnattendedRun::eventFilter(QObject* watched, QEvent* event)
         if (window->isWindow() && (qobject_cast<WizardPage*>(window) != nullptr ||
                                    qobject_cast<ConflictDecision*>(window) != nullptr)) {
             // Acted on once the window is on screen and the handler that showed it has
-            // returned, as a person would.
+            // returned, as a person would, and after what the window itself tells once
+            // it is shown (a page that could not read its lists says so then).
             const QPointer<QWidget> shown(window);
             QTimer::singleShot(0, this, [this, shown] {
-                if (shown) {
-                    act(shown);
-                }
+                QTimer::singleShot(0, this, [this, shown] {
+                    if (shown) {
+                        act(shown);
+                    }
+                });
             });
         }
     }
@@ -734,7 +737,10 @@ void UnattendedRun::closeAll()
             left = true;
         } else if (auto* page = qobject_cast<WizardPage*>(window);
                    page != nullptr && page->isVisible()) {
-            page->unload();
+            // A page whose work is running is closed when the work is done.
+            if (!page->isWorking()) {
+                page->unload();
+            }
             left = left || page->isVisible();
         }
     }
