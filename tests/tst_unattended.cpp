@@ -11,6 +11,7 @@
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "frame/StatusHolder.h"
+#include "pages/ConflictDecision.h"
 #include "pages/Finish.h"
 #include "pages/PageNames.h"
 #include "reference/DirectoryBuilder.h"
@@ -24,6 +25,7 @@
 #include "unattended/OutcomeWatch.h"
 #include "unattended/UnattendedRun.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QDirIterator>
 #include <QEventLoop>
@@ -279,6 +281,22 @@ QString databaseSection(const QString& section, const TestDatabase& database)
     return text + u"database=%1\n\n"_s.arg(database.name());
 }
 
+// Counts the conflict dialogs shown.
+class DialogCount : public QObject
+{
+public:
+    int shown = 0;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Show && qobject_cast<ConflictDecision*>(watched) != nullptr) {
+            ++shown;
+        }
+        return false;
+    }
+};
+
 // What a run leaves to compare.
 struct Traces
 {
@@ -393,6 +411,10 @@ private slots:
     // reads before the file is run.
     void writtenAnswers()
     {
+        // Readable by its owner only, like the log.
+        QCOMPARE(QFileInfo(mWrittenAnswers).permissions() &
+                     (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther),
+                 QFile::Permissions());
         QString text = QString::fromUtf8(readAll(mWrittenAnswers));
         text.replace(mDemoFolder, u"DEMO"_s).replace(mWork.path(), u"WORK"_s);
         QStringList lines = text.split(u'\n');
@@ -530,6 +552,59 @@ private slots:
         QVERIFY(PageFixture::visibleWindows<QWidget>().isEmpty());
         QCOMPARE(directoryFileHashes(mDemoFolder), before);
         QVERIFY(fixture.log().endsWith((Stopped + message + u"\r\n\r\n"_s).toLatin1()));
+    }
+
+    void oneAnswerForTheRemainingConflicts_data()
+    {
+        // The [conflicts] answers; the dialogs shown; the code of each conflicting user
+        // in the outcome ("-" when the user stayed behind).
+        QTest::addColumn<QString>("conflicts");
+        QTest::addColumn<int>("dialogs");
+        QTest::addColumn<QStringList>("codes");
+        QTest::newRow("every one decided apart")
+            << u"2=new-login\n11=update\n22=replace\n33=new-login\n44=update\n"_s << 5
+            << QStringList({u"6"_s, u"1"_s, u"2"_s, u"6"_s, u"1"_s});
+        QTest::newRow("the rest alike after the first")
+            << u"default=replace\n2=update\n"_s << 2
+            << QStringList({u"1"_s, u"2"_s, u"2"_s, u"2"_s, u"2"_s});
+        QTest::newRow("the rest skipped after the first")
+            << u"default=skip\n2=update\n"_s << 2
+            << QStringList({u"1"_s, u"-"_s, u"-"_s, u"-"_s, u"-"_s});
+        QTest::newRow("all alike") << u"default=new-login\n"_s << 1
+                                   << QStringList({u"6"_s, u"6"_s, u"6"_s, u"6"_s, u"6"_s});
+        QTest::newRow("alike but the last")
+            << u"default=update\n44=skip\n"_s << 5
+            << QStringList({u"1"_s, u"1"_s, u"1"_s, u"1"_s, u"-"_s});
+    }
+
+    // During "Migrate All" the conflict dialog's "Apply this choice to all remaining
+    // conflicting users" is ticked when the file decides every remaining conflicting
+    // user alike, so one dialog answers them; the decisions are the file's either way.
+    void oneAnswerForTheRemainingConflicts()
+    {
+        QFETCH(QString, conflicts);
+        QFETCH(int, dialogs);
+        QFETCH(QStringList, codes);
+        QVERIFY(resetDemo());
+        QString text = exampleFor(mDemoFolder);
+        const qsizetype from = text.indexOf(u"[conflicts]\n"_s) + 12;
+        text.replace(from, text.indexOf(u"\n\n"_s, from) + 1 - from, conflicts);
+
+        PageFixture fixture;
+        useDemoFolder();
+        DialogCount count;
+        qApp->installEventFilter(&count);
+        const Run run = runAnswers(mWork.path(), text);
+        qApp->removeEventFilter(&count);
+        QCOMPARE(run.stopReason, QString());
+        QCOMPARE(count.shown, dialogs);
+        const QStringList lines = QString::fromUtf8(run.csv).split(u"\r\n"_s);
+        QStringList found;
+        for (const QString& id : {u"2"_s, u"11"_s, u"22"_s, u"33"_s, u"44"_s}) {
+            const QStringList line = lines.filter(QRegularExpression(u"^user,"_s + id + u","_s));
+            found << (line.isEmpty() ? u"-"_s : line.first().section(u',', 4, 4));
+        }
+        QCOMPARE(found, codes);
     }
 
     void malformedFiles_data()

@@ -472,6 +472,12 @@ void UnattendedRun::answerUsers(WizardPage* page)
     }
     const CollectionPtr conflicts = users->cConflictUsers;
     mDecisions.clear();
+    mConflictOrder.clear();
+    for (const int id : listOrder) {
+        if (chosen.contains(id) && users->cConflictUserNames->contains(lineOf.value(id))) {
+            mConflictOrder << id;
+        }
+    }
     for (const int id : chosen) {
         const QString text = lineOf.value(id);
         if (!users->cConflictUserNames->contains(text)) {
@@ -534,6 +540,19 @@ void UnattendedRun::answerConflict(ConflictDecision* dialog)
         return;
     }
     const int decision = mDecisions.value(id);
+    // During "Migrate All" the dialog offers to apply the answer to every conflicting
+    // user after this one; taken when the file decides them all alike, it spares a
+    // dialog per user and leaves the same lists.
+    if (dialog->ApplyToAllCbx->isVisible()) {
+        const qsizetype at = mConflictOrder.indexOf(id);
+        bool alike = at >= 0;
+        for (qsizetype i = at + 1; alike && i < mConflictOrder.size(); ++i) {
+            alike = mDecisions.value(mConflictOrder.at(i)) == decision;
+        }
+        if (alike && !dialog->ApplyToAllCbx->isChecked()) {
+            dialog->ApplyToAllCbx->click();
+        }
+    }
     if (decision == AnswersFile::Skip) {
         dialog->CancelBtn->click();
         return;

@@ -111,6 +111,8 @@ private:
     QSet<QObject*> mAnswered;
     // The decision for every conflicting user chosen, by source user ID.
     QHash<int, int> mDecisions;
+    // The conflicting users chosen, in the order of the page's list.
+    QList<int> mConflictOrder;
     QTimer mWatchdog;
     QList<QObject*> mIdleWindows;
 };
