@@ -34,6 +34,18 @@ private slots:
         row("users alone", {"--users", "5"}, "error");
         row("users zero", {"--demo", "--users", "0"}, "error");
         row("demo with config", {"--demo", "--config", "/z.ini"}, "error");
+        row("answers", {"--answers", "a.ini"}, " answers a.ini");
+        row("answers with config and outcome",
+            {"--config", "/z.ini", "--outcome=o.csv", "--answers", "a.ini"},
+            "/z.ini answers a.ini outcome o.csv");
+        row("write answers with outcome", {"--write-answers", "w.ini", "--outcome", "o.csv"},
+            " write w.ini outcome o.csv");
+        row("answers without a file", {"--answers="}, "error");
+        row("outcome without a file", {"--outcome="}, "error");
+        row("answers and write answers", {"--answers", "a.ini", "--write-answers", "w.ini"},
+            "error");
+        row("answers with no-wizard", {"--demo", "--no-wizard", "--answers", "a.ini"}, "error");
+        row("demo with answers", {"--demo", "d", "--answers", "a.ini"}, "demo d 0");
     }
 
     void startupOptions()
@@ -44,10 +56,16 @@ private slots:
         const QString demo = u"demo %1 %2%3"_s.arg(options.demoFolder)
                                  .arg(options.demoUsers)
                                  .arg(options.noWizard ? u" no-wizard"_s : QString());
+        QString files = options.configPath;
+        for (const auto& [name, path] : {std::pair{u" answers "_s, options.answersPath},
+                                         std::pair{u" write "_s, options.writeAnswersPath},
+                                         std::pair{u" outcome "_s, options.outcomePath}}) {
+            files += path.isEmpty() ? QString() : name + path;
+        }
         QTEST(options.helpRequested      ? u"help"_s
               : !options.error.isEmpty() ? u"error"_s
               : options.demoRequested    ? demo
-                                         : options.configPath,
+                                         : files,
               "result");
     }
 

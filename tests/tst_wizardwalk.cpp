@@ -19,6 +19,7 @@
 #include "pages/SelectVarnel.h"
 #include "pages/UserInputFinished.h"
 #include "reference/ReferencePasswordEncoder.h"
+#include "support/DemoWalk.h"
 #include "support/Describe.h"
 #include "support/PageFixture.h"
 
@@ -45,168 +46,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-// The files of the Directory (with any journal beside it) and a hash of each.
-QStringList directoryFiles(const QString& folder)
-{
-    QStringList files;
-    const QDir dir(folder);
-    for (const QString& name : dir.entryList({u"Directory.sqlite*"_s}, QDir::Files, QDir::Name)) {
-        QFile file(dir.filePath(name));
-        const QByteArray hash =
-            file.open(QIODevice::ReadOnly)
-                ? QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha256).toHex()
-                : QByteArray("unreadable");
-        files << name + u' ' + QString::fromLatin1(hash);
-    }
-    return files;
-}
-
-void type(QLineEdit* box, const QString& text)
-{
-    box->selectAll();
-    QTest::keyClick(box, Qt::Key_Delete);
-    QTest::keyClicks(box, text);
-}
-
-void clickRow(QAbstractItemView* list, int row)
-{
-    const QModelIndex index = list->model()->index(row, 0);
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(index).center());
-}
-
-void clickBox(QAbstractButton* box)
-{
-    QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
-}
-
-int rowOf(QListWidget* list, const QString& text)
-{
-    const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
-    return found.isEmpty() ? -1 : list->row(found.first());
-}
-
-// Answers every conflict dialog that opens with the next option of the cycle "new
-// login ID", "update", "replace", by clicking its option and OK.
-class ConflictAnswers
-{
-public:
-    ConflictAnswers()
-    {
-        QObject::connect(&mTimer, &QTimer::timeout, [this] { answer(); });
-        mTimer.start(0);
-    }
-    // The conflicts decided: "<source user ID> <option>" each, in order.
-    QStringList decided;
-
-private:
-    void answer()
-    {
-        auto* dialog = qobject_cast<ConflictDecision*>(QApplication::activeModalWidget());
-        if (dialog == nullptr || !dialog->isVisible()) {
-            return;
-        }
-        const int option = static_cast<int>(decided.size() % 3);
-        decided << u"%1 %2"_s.arg(dialog->mlVaUserID).arg(option);
-        clickBox(dialog->ConflictDesicionRbn[option]);
-        QTest::mouseClick(dialog->OKBtn, Qt::LeftButton);
-    }
-    QTimer mTimer;
-};
-
-// Walks the wizard page by page; each step leaves the page it is on with Next.
-class Walk
-{
-public:
-    explicit Walk(PageFixture& fixture) : mFixture(fixture) {}
-
-    // Opens the introduction page as the program does.
-    void start() { mFixture.open<Introduction>(PageNames::Introduction); }
-
-    WizardPage* current() const { return PageFixture::visible<WizardPage>(); }
-    QString currentName() const { return current() ? current()->objectName() : QString(); }
-
-    // Does what the administrator does on the page shown, then presses Next.
-    bool step()
-    {
-        const QString name = currentName();
-        if (name == PageNames::Introduction) {
-            next();
-        } else if (name == PageNames::SelectVarnel) {
-            auto* page = PageFixture::visible<SelectVarnel>();
-            type(page->DatabaseServerTxt, u"sqlite:"_s + mFixture.demo().folder);
-            QTest::mouseClick(page->AuthenticationRbn[0], Qt::LeftButton);
-            PageFixture::click(page->LoadDatabasesBtn);
-            QFocusEvent in(QEvent::FocusIn, Qt::MouseFocusReason);
-            QCoreApplication::sendEvent(page->DatabaseCbx, &in);
-            page->DatabaseCbx->setCurrentIndex(page->DatabaseCbx->findText(u"Varnel"_s));
-            next();
-        } else if (name == PageNames::AddStores) {
-            // The new store is typed as Exchange 5.5.
-            auto* page = PageFixture::visible<AddStores>();
-            page->ServersDetectedLbx->setCurrentRow(rowOf(page->ServersDetectedLbx, u"EXCH55"_s));
-            PageFixture::click(page->ToE55Btn);
-            next();
-        } else if (name == PageNames::SelectUsers) {
-            auto* page = PageFixture::visible<SelectUsers>();
-            PageFixture::click(page->MigrateAll);
-            next();
-        } else if (name == PageNames::SelectEmailTemplate) {
-            // The first visit shows "Do not send e-mail" ticked: cleared, then the
-            // template other than the Directory's own choice.
-            auto* page = PageFixture::visible<SelectEmailTemplate>();
-            if (page->DoNotSend->isChecked()) {
-                clickBox(page->DoNotSend);
-            }
-            clickRow(page->EmailTemplates, 1);
-            next();
-        } else if (name == PageNames::EnterConnectData) {
-            auto* page = PageFixture::visible<EnterConnectData>();
-            type(page->ServerNameTxt, u"MAIL01"_s);
-            type(page->AliasTxt, u"helpdesk"_s);
-            type(page->EmailTxt, u"helpdesk@example.com"_s);
-            if (!QDir().mkpath(mFixture.demo().mailFolder)) {
-                return false;
-            }
-            next();
-        } else if (name == PageNames::SelectDPProfiles) {
-            auto* page = PageFixture::visible<SelectDPProfiles>();
-            clickRow(page->lstOldProfiles, 4);
-            PageFixture::click(page->OldToMigrateBtn);
-            clickRow(page->lstOldProfiles, 0);
-            PageFixture::click(page->OldToMigrateBtn);
-            next();
-        } else {
-            return false;
-        }
-        return true;
-    }
-
-    // Steps on until the named page is shown; false when the walk stops elsewhere.
-    bool walkTo(const QString& page)
-    {
-        for (int steps = 0; steps < 20; ++steps) {
-            if (currentName() == page) {
-                return true;
-            }
-            if (!step()) {
-                return false;
-            }
-        }
-        return false;
-    }
-
-    ConflictAnswers answers;
-
-private:
-    void next()
-    {
-        WizardPage* page = current();
-        PageFixture::click(page->NextBtn);
-    }
-
-    PageFixture& mFixture;
-};
 
 // A row of the report's table of changed login IDs and passwords.
 struct Change
@@ -306,10 +145,10 @@ private slots:
             // No account passes its logon test until the pickup folder is there again.
             QVERIFY(QDir(demo.mailFolder).removeRecursively());
         }
-        const QStringList before = directoryFiles(demo.folder);
+        const QStringList before = directoryFileHashes(demo.folder);
         QCOMPARE(before.size(), 1);
 
-        Walk walk(*mFixture);
+        DemoWalk walk(*mFixture);
         walk.start();
         QVERIFY2(walk.walkTo(page), qPrintable(walk.currentName()));
         const QStringList afterUsers = {PageNames::SelectEmailTemplate, PageNames::EnterConnectData,
@@ -317,7 +156,7 @@ private slots:
         QCOMPARE(!walk.answers.decided.isEmpty(), afterUsers.contains(page));
         PageFixture::click(walk.current()->CancelBtn);
         QVERIFY(PageFixture::visibleWindows<QWidget>().isEmpty());
-        QCOMPARE(directoryFiles(demo.folder), before);
+        QCOMPARE(directoryFileHashes(demo.folder), before);
         QCOMPARE(mFixture->prompter().messages(), QStringList());
     }
 
@@ -336,7 +175,7 @@ private slots:
                                          .select(u"SELECT LoginID, UserID FROM fwtUser"_s)) {
             before.insert(row.value(0).toString().toLower(), row.value(1).toInt());
         }
-        Walk walk(*mFixture);
+        DemoWalk walk(*mFixture);
         walk.start();
         QVERIFY2(walk.walkTo(PageNames::UserInputFinished), qPrintable(walk.currentName()));
         QCOMPARE(walk.answers.decided.size(), demo.conflictCount);

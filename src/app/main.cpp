@@ -1,6 +1,7 @@
 #include "db/EngineSettings.h"
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
+#include "frame/CommonFunctions.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
 #include "pages/PageNames.h"
@@ -11,11 +12,16 @@
 #include "reference/ReferenceMail.h"
 #include "reference/ReferencePasswordEncoder.h"
 #include "reference/TargetComponentFactory.h"
+#include "unattended/AnswersFile.h"
+#include "unattended/AnswersRecorder.h"
+#include "unattended/OutcomeWatch.h"
+#include "unattended/UnattendedRun.h"
 
 #include <QApplication>
 #include <QFileInfo>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -70,10 +76,66 @@ bool needsWindow(int argc, char* argv[])
     return true;
 }
 
+bool unattended(int argc, char* argv[])
+{
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "--answers" || argument.startsWith("--answers=")) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Drawn offscreen, the platform says of every window that it cannot pass size hints
+// on, and the per-user folder notes its default: nothing for the administrator of an
+// unattended run, whose output should hold what matters.
+QtMessageHandler defaultHandler = nullptr;
+void quietOffscreen(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (type == QtWarningMsg &&
+        (text == QLatin1String("This plugin does not support propagateSizeHints()") ||
+         text.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR not set")))) {
+        return;
+    }
+    defaultHandler(type, context, text);
+}
+
+void printLine(FILE* stream, const QString& text)
+{
+    std::fprintf(stream, "%s\n", text.toLocal8Bit().constData());
+}
+
+// What an unattended or recorded run leaves behind, for the administrator or the job
+// that started it: where the log, the report and the outcome are, and the counts.
+void printResult(const OutcomeWatch& watch, const QString& reportPath)
+{
+    const QString log = CommonFunctions::LastLogFilePath();
+    if (!log.isEmpty()) {
+        printLine(stdout, QStringLiteral("Log: ") + log);
+    }
+    if (!reportPath.isEmpty() && watch.outcome()) {
+        printLine(stdout, QStringLiteral("Report appended to: ") + reportPath);
+    }
+    if (!watch.csvPath().isEmpty() && watch.outcome() && watch.csvError().isEmpty()) {
+        printLine(stdout, QStringLiteral("Outcome: ") + watch.csvPath());
+    }
+    std::fputs(watch.summary().toLocal8Bit().constData(), stdout);
+    std::fflush(stdout);
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
+    // An unattended run needs no display: where there is none, it draws offscreen.
+    if (unattended(argc, argv) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") &&
+        qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    if (unattended(argc, argv) && qgetenv("QT_QPA_PLATFORM") == "offscreen") {
+        defaultHandler = qInstallMessageHandler(quietOffscreen);
+    }
     const std::unique_ptr<QCoreApplication> app =
         needsWindow(argc, argv) ? std::make_unique<QApplication>(argc, argv)
                                 : std::make_unique<QCoreApplication>(argc, argv);
@@ -109,13 +171,73 @@ int main(int argc, char* argv[])
         }
     }
 
+    std::optional<AnswersFile> answers;
+    if (!options.answersPath.isEmpty()) {
+        try {
+            answers = AnswersFile::Read(options.answersPath);
+        } catch (const AnswersError& error) {
+            printLine(stderr, error.message());
+            return 2;
+        }
+    }
+
+    // Every run tells its outcome through the exit status; --outcome writes it down.
+    OutcomeWatch watch(options.outcomePath);
+    std::unique_ptr<UnattendedRun> run;
+    std::shared_ptr<AnswersRecorder> recorder;
+    if (answers) {
+        run = std::make_unique<UnattendedRun>(*answers, watch);
+        run->prepare();
+    } else if (!options.writeAnswersPath.isEmpty()) {
+        recorder = std::make_shared<AnswersRecorder>(std::make_shared<InteractivePrompter>());
+        AppPrompter::setPrompter(recorder);
+    }
+
     useConfiguration(IniConfiguration::locate(configPath));
 
     Pages::registerAllPages();
+    if (run) {
+        QObject::connect(run.get(), &UnattendedRun::finished, app.get(), &QCoreApplication::quit,
+                         Qt::QueuedConnection);
+        run->start();
+        if (!run->isDone()) {
+            QCoreApplication::exec();
+        }
+        for (const QString& note : run->notes()) {
+            printLine(stderr, note);
+        }
+        if (!run->stopReason().isEmpty()) {
+            printLine(stderr, run->stopReason());
+        }
+        printResult(watch, answers->reportPath);
+        return run->exitStatus();
+    }
+
     WizardPage* start = Pages::create(PageNames::Introduction);
     if (start == nullptr) {
-        return 1;
+        return 2;
     }
     start->show();
-    return QCoreApplication::exec();
+    QCoreApplication::exec();
+    int status = watch.exitStatus();
+    if (recorder) {
+        if (!watch.started()) {
+            printLine(stderr, QStringLiteral("No answers were written to %1: the wizard ended "
+                                             "before the migration started.")
+                                  .arg(options.writeAnswersPath));
+        } else {
+            try {
+                recorder->write(options.writeAnswersPath);
+                printLine(stdout,
+                          QStringLiteral("Answers written to: ") + options.writeAnswersPath);
+            } catch (const MigrationError& error) {
+                printLine(stderr, error.description());
+                status = std::max(status, 1);
+            }
+        }
+    }
+    if (!options.outcomePath.isEmpty() && !watch.csvError().isEmpty()) {
+        printLine(stderr, watch.csvError());
+    }
+    return status;
 }

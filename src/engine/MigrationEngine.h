@@ -8,6 +8,7 @@
 #include <exception>
 
 class RunProgress;
+class RunObserver;
 
 // The migration run: stores, users with their introduction e-mails, Device
 // Provisioning profiles, and the status report. It owns the run's working lists and
@@ -36,6 +37,9 @@ public:
     // Builds the report from the outcome lists into gsReport.
     void GenerateReport();
     QString gsReport;
+
+    // Told when a run begins and when its report is ready; null for none.
+    static inline RunObserver* observer = nullptr;
 
     // --- the outcome records -------------------------------------------------------
 

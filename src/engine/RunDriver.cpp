@@ -1,5 +1,6 @@
 #include "db/ConnectionReuse.h"
 #include "engine/MigrationEngine.h"
+#include "engine/RunObserver.h"
 #include "engine/RunProgress.h"
 #include "frame/Clock.h"
 #include "frame/CommonFunctions.h"
@@ -34,6 +35,9 @@ void MigrationEngine::MigrateUsers()
     // The run's many small operations each open and close their own connection;
     // embedded connections are kept between them until the procedure ends.
     const ConnectionReuse::Scope reuse;
+    if (observer != nullptr) {
+        observer->runStarted(*this);
+    }
     WriteLog(QStringLiteral("Starting migration ") + AppClock::logTime());
     describe(QStringLiteral("Migrating stores, please wait."));
 

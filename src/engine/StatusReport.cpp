@@ -3,6 +3,7 @@
 #include "db/UserConflicts.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
+#include "engine/RunObserver.h"
 #include "engine/RunProgress.h"
 #include "engine/UserValidation.h"
 #include "frame/CommonFunctions.h"
@@ -204,6 +205,9 @@ void MigrationEngine::GenerateReport()
               QStringLiteral("were successfully migrated.") + CRLF + CRLF;
 
     gsReport = report;
+    if (observer != nullptr) {
+        observer->reportGenerated(*this);
+    }
 }
 
 // The queued users in name order, sorted by the source database as the change table

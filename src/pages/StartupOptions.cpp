@@ -43,11 +43,31 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
     const QCommandLineOption noWizardOption(
         QStringLiteral("no-wizard"),
         QStringLiteral("With --demo: makes the demo and ends without starting the wizard."));
+    const QCommandLineOption answersOption(
+        QStringLiteral("answers"),
+        QStringLiteral("Walks the wizard from the answers in <file>, without a person (and "
+                       "without a display when there is none), and ends after the finish page. "
+                       "Exit status: 0 all migrated, 1 something failed, 2 the migration did "
+                       "not start."),
+        QStringLiteral("file"));
+    const QCommandLineOption writeAnswersOption(
+        QStringLiteral("write-answers"),
+        QStringLiteral("Writes the answers given on the pages to <file> when the wizard ends, "
+                       "for a later run with --answers."),
+        QStringLiteral("file"));
+    const QCommandLineOption outcomeOption(
+        QStringLiteral("outcome"),
+        QStringLiteral("Writes what became of every chosen user, store and profile to <file> as "
+                       "CSV, once the migration's report is ready."),
+        QStringLiteral("file"));
     parser.addOption(helpOption);
     parser.addOption(configOption);
     parser.addOption(demoOption);
     parser.addOption(usersOption);
     parser.addOption(noWizardOption);
+    parser.addOption(answersOption);
+    parser.addOption(writeAnswersOption);
+    parser.addOption(outcomeOption);
     parser.addPositionalArgument(QStringLiteral("[DIR]"),
                                  QStringLiteral("With --demo: the folder of the demo."));
 
@@ -101,6 +121,29 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
     }
     if (options.noWizard && !options.demoRequested) {
         options.error = QStringLiteral("The option --no-wizard is only used with --demo.");
+        return options;
+    }
+
+    options.answersPath = parser.value(answersOption);
+    options.writeAnswersPath = parser.value(writeAnswersOption);
+    options.outcomePath = parser.value(outcomeOption);
+    for (const auto& [option, value] : {std::pair{&answersOption, &options.answersPath},
+                                        std::pair{&writeAnswersOption, &options.writeAnswersPath},
+                                        std::pair{&outcomeOption, &options.outcomePath}}) {
+        if (parser.isSet(*option) && value->isEmpty()) {
+            options.error = QStringLiteral("The option --%1 needs the name of a file.")
+                                .arg(option->names().constFirst());
+            return options;
+        }
+    }
+    if (!options.answersPath.isEmpty() && !options.writeAnswersPath.isEmpty()) {
+        options.error = QStringLiteral("--write-answers records an interactive run; leave it "
+                                       "out with --answers.");
+    } else if (options.noWizard &&
+               (!options.answersPath.isEmpty() || !options.writeAnswersPath.isEmpty() ||
+                !options.outcomePath.isEmpty())) {
+        options.error = QStringLiteral("--no-wizard only makes the demo; leave out --answers, "
+                                       "--write-answers and --outcome.");
     }
     return options;
 }

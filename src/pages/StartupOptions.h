@@ -11,6 +11,9 @@
 //                   none is given) and run the wizard on it
 //   --users N       the demo's number of source users (with --demo)
 //   --no-wizard     make the demo and end without starting the wizard (with --demo)
+//   --answers FILE  walk the wizard from an answers file, without a person
+//   --write-answers FILE  on an interactive run: write the answers given to FILE
+//   --outcome FILE  write what became of every user, store and profile as CSV
 //   --help          the options, printed
 struct StartupOptions
 {
@@ -22,6 +25,11 @@ struct StartupOptions
     // 0 when not given: the demo's usual number.
     int demoUsers = 0;
     bool noWizard = false;
+
+    // Empty when not given.
+    QString answersPath;
+    QString writeAnswersPath;
+    QString outcomePath;
 
     bool helpRequested = false;
     QString helpText;
