@@ -1,12 +1,12 @@
 #include "reference/IniConfiguration.h"
 
 #include "frame/CommonFunctions.h"
+#include "frame/IniText.h"
 #include "frame/MigrationError.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStringDecoder>
 
 #ifdef Q_OS_UNIX
 #include <sys/stat.h>
@@ -99,48 +99,6 @@ IniConfiguration::IniConfiguration(const QString& path, const QByteArray& conten
     read(contents);
 }
 
-namespace {
-
-// The text of the file: UTF-8 (a byte-order mark is dropped) when it is valid
-// UTF-8, else Latin-1, as an editor that saves in the system's 8-bit code page
-// writes it.
-QString decode(const QByteArray& contents)
-{
-    QByteArray bytes = contents;
-    if (bytes.startsWith("\xEF\xBB\xBF")) {
-        bytes.remove(0, 3);
-    }
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = utf8.decode(bytes);
-    if (!utf8.hasError()) {
-        return text;
-    }
-    return QString::fromLatin1(bytes);
-}
-
-// A ';' that follows a blank begins a comment, unless it stands between double
-// quotes: "pwd=a;b" keeps its ';', "smtpport = 25 ; default" loses the comment.
-QString withoutComment(const QString& text)
-{
-    bool quoted = false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        if (c == QLatin1Char('"')) {
-            quoted = !quoted;
-        } else if (c == QLatin1Char(';') && !quoted && i > 0 && text.at(i - 1).isSpace()) {
-            return text.left(i).trimmed();
-        }
-    }
-    return text.trimmed();
-}
-
-bool isComment(const QString& line)
-{
-    return line.startsWith(QLatin1Char(';')) || line.startsWith(QLatin1Char('#'));
-}
-
-} // namespace
-
 // The file is read line by line rather than through QSettings, which would split a
 // value at its commas ("Data Source=dbhost,1433" or "Zephrin, Inc."). The first
 // line of a key in its section counts. A line that is neither a section header, a
@@ -148,17 +106,17 @@ bool isComment(const QString& line)
 // the settings after it fall into the section before it.
 void IniConfiguration::read(const QByteArray& contents)
 {
-    const QStringList lines = decode(contents).split(QLatin1Char('\n'));
+    const QStringList lines = IniText::decode(contents).split(QLatin1Char('\n'));
     QString current;
     for (qsizetype number = 1; number <= lines.size(); ++number) {
         const QString line = lines.at(number - 1).trimmed();
-        if (line.isEmpty() || isComment(line)) {
+        if (line.isEmpty() || IniText::isComment(line)) {
             continue;
         }
         if (line.startsWith(QLatin1Char('['))) {
             const qsizetype close = line.indexOf(QLatin1Char(']'));
             const QString rest = close < 0 ? QString() : line.mid(close + 1).trimmed();
-            if (close < 0 || !(rest.isEmpty() || isComment(rest))) {
+            if (close < 0 || !(rest.isEmpty() || IniText::isComment(rest))) {
                 refuseLine(number, line);
             }
             current = line.mid(1, close - 1).trimmed();
@@ -172,7 +130,7 @@ void IniConfiguration::read(const QByteArray& contents)
         if (mSettings.contains(key)) {
             continue;
         }
-        QString value = withoutComment(line.mid(eq + 1));
+        QString value = IniText::withoutComment(line.mid(eq + 1));
         if (value.size() >= 2 && value.startsWith(QLatin1Char('"')) &&
             value.endsWith(QLatin1Char('"'))) {
             value = value.mid(1, value.size() - 2);

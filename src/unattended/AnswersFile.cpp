@@ -1,12 +1,16 @@
 #include "unattended/AnswersFile.h"
 
+#include "frame/IniText.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
-#include <QStringDecoder>
 
 namespace {
+
+using IniText::isComment;
+using IniText::withoutComment;
 
 const QLatin1String SectionSource{"source"};
 const QLatin1String SectionTarget{"target"};
@@ -37,37 +41,6 @@ const QHash<QString, QStringList>& knownKeys()
         {SectionReport, {"save"}},
     };
     return keys;
-}
-
-QString decode(const QByteArray& contents)
-{
-    QByteArray bytes = contents;
-    if (bytes.startsWith("\xEF\xBB\xBF")) {
-        bytes.remove(0, 3);
-    }
-    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = utf8.decode(bytes);
-    return utf8.hasError() ? QString::fromLatin1(bytes) : text;
-}
-
-// A ';' after a blank begins a comment unless it stands between double quotes.
-QString withoutComment(const QString& text)
-{
-    bool quoted = false;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        if (c == QLatin1Char('"')) {
-            quoted = !quoted;
-        } else if (c == QLatin1Char(';') && !quoted && i > 0 && text.at(i - 1).isSpace()) {
-            return text.left(i).trimmed();
-        }
-    }
-    return text.trimmed();
-}
-
-bool isComment(const QString& line)
-{
-    return line.startsWith(QLatin1Char(';')) || line.startsWith(QLatin1Char('#'));
 }
 
 bool isQuoted(const QString& text)
@@ -410,7 +383,7 @@ AnswersFile AnswersFile::Parse(const QString& path, const QByteArray& contents)
     AnswersFile file;
     file.path = path;
     Reader reader(file);
-    reader.read(decode(contents));
+    reader.read(IniText::decode(contents));
 
     // The pages every route shows need their answers; the others are checked when
     // their page is shown.
