@@ -7,6 +7,7 @@
 #include "frame/StatusHolder.h"
 #include "pages/BusyCursor.h"
 #include "pages/PageNames.h"
+#include "pages/TwoListLayout.h"
 
 #include <QGridLayout>
 #include <QLabel>
@@ -83,24 +84,8 @@ SelectDPProfiles::SelectDPProfiles(QWidget* parent)
                    [this] { moveSelected(lstNewProfiles, cNewProfiles, cOldProfiles); });
     });
 
-    auto* moves = new QVBoxLayout;
-    moves->addStretch(1);
-    moves->addWidget(OldToMigrateBtn);
-    moves->addWidget(MigrateToOldBtn);
-    moves->addSpacing(fontMetrics().height());
-    moves->addWidget(MigrateAll);
-    moves->addWidget(MigrateNone);
-    moves->addStretch(1);
-
-    auto* lists = new QGridLayout;
-    lists->addWidget(Label1, 0, 0);
-    lists->addWidget(lstOldProfiles, 1, 0);
-    lists->addLayout(moves, 1, 1);
-    lists->addWidget(Label2, 0, 2);
-    lists->addWidget(lstNewProfiles, 1, 2);
-    lists->setColumnStretch(0, 1);
-    lists->setColumnStretch(2, 1);
-    lists->setRowStretch(1, 1);
+    QGridLayout* lists = twoListLayout(Label1, lstOldProfiles, Label2, lstNewProfiles,
+                                       OldToMigrateBtn, MigrateToOldBtn, MigrateAll, MigrateNone);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(SUExpl);

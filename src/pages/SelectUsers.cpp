@@ -16,6 +16,7 @@
 #include "pages/PageNames.h"
 #include "pages/SelectDPProfiles.h"
 #include "pages/TextListModel.h"
+#include "pages/TwoListLayout.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -139,24 +140,8 @@ SelectUsers::SelectUsers(QWidget* parent)
         runHandler(QStringLiteral("Migrate_DblClick"), [this] { MigrateToOldBtn_Click(); });
     });
 
-    auto* moves = new QVBoxLayout;
-    moves->addStretch(1);
-    moves->addWidget(OldToMigrateBtn);
-    moves->addWidget(MigrateToOldBtn);
-    moves->addSpacing(fontMetrics().height());
-    moves->addWidget(MigrateAll);
-    moves->addWidget(MigrateNone);
-    moves->addStretch(1);
-
-    auto* lists = new QGridLayout;
-    lists->addWidget(Label1, 0, 0);
-    lists->addWidget(OldUsersLbx, 1, 0);
-    lists->addLayout(moves, 1, 1);
-    lists->addWidget(Label2, 0, 2);
-    lists->addWidget(Migrate, 1, 2);
-    lists->setColumnStretch(0, 1);
-    lists->setColumnStretch(2, 1);
-    lists->setRowStretch(1, 1);
+    QGridLayout* lists = twoListLayout(Label1, OldUsersLbx, Label2, Migrate, OldToMigrateBtn,
+                                       MigrateToOldBtn, MigrateAll, MigrateNone);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(SUExpl);
