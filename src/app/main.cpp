@@ -1,11 +1,15 @@
 #include "db/EngineSettings.h"
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
+#include "engine/MigrationEngine.h"
+#include "engine/RunJournal.h"
 #include "frame/CommonFunctions.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
+#include "frame/StopRequest.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
+#include "pages/ResumeRun.h"
 #include "pages/StartupOptions.h"
 #include "pages/WizardPage.h"
 #include "reference/IniConfiguration.h"
@@ -15,6 +19,7 @@
 #include "unattended/AnswersFile.h"
 #include "unattended/AnswersRecorder.h"
 #include "unattended/OutcomeWatch.h"
+#include "unattended/SignalStop.h"
 #include "unattended/UnattendedRun.h"
 
 #include <QApplication>
@@ -80,7 +85,8 @@ bool unattended(int argc, char* argv[])
 {
     for (int i = 1; i < argc; ++i) {
         const QByteArray argument(argv[i]);
-        if (argument == "--answers" || argument.startsWith("--answers=")) {
+        if (argument == "--answers" || argument.startsWith("--answers=") ||
+            argument == "--resume" || argument.startsWith("--resume=")) {
             return true;
         }
     }
@@ -179,12 +185,31 @@ int main(int argc, char* argv[])
             printLine(stderr, error.message());
             return 2;
         }
+        MigrationEngine::journalNotes.insert(QStringLiteral("report"), answers->reportPath);
+    }
+    if (!options.resumePath.isEmpty()) {
+        // The report goes where the interrupted run's answers said, unless --answers
+        // says otherwise.
+        if (!answers) {
+            answers.emplace();
+        }
+        if (answers->reportPath.isEmpty()) {
+            try {
+                answers->reportPath =
+                    RunJournal::Open(options.resumePath)->value(QStringLiteral("report"));
+            } catch (const MigrationError& error) {
+                printLine(stderr, error.description());
+                return 2;
+            }
+        }
     }
 
     // Every run tells its outcome through the exit status; --outcome writes it down.
     OutcomeWatch watch(options.outcomePath);
     std::unique_ptr<UnattendedRun> run;
     std::shared_ptr<AnswersRecorder> recorder;
+    // A signal stops a run between two users; before or after one, the program.
+    const SignalStop signalStop([&run, &watch] { return !run || !watch.started(); });
     if (answers) {
         run = std::make_unique<UnattendedRun>(*answers, watch);
         run->prepare();
@@ -199,7 +224,11 @@ int main(int argc, char* argv[])
     if (run) {
         QObject::connect(run.get(), &UnattendedRun::finished, app.get(), &QCoreApplication::quit,
                          Qt::QueuedConnection);
-        run->start();
+        if (options.resumePath.isEmpty()) {
+            run->start();
+        } else {
+            run->startResume(options.resumePath);
+        }
         if (!run->isDone()) {
             QCoreApplication::exec();
         }
@@ -210,15 +239,21 @@ int main(int argc, char* argv[])
             printLine(stderr, run->stopReason());
         }
         printResult(watch, answers->reportPath);
-        return run->exitStatus();
+        return StopRequest::requested() ? StopRequest::ExitStatus : run->exitStatus();
     }
 
-    WizardPage* start = Pages::create(PageNames::Introduction);
-    if (start == nullptr) {
-        return 2;
+    // An unfinished run found at the start is offered for resuming first.
+    if (!ResumeRun::OfferAtStart()) {
+        WizardPage* start = Pages::create(PageNames::Introduction);
+        if (start == nullptr) {
+            return 2;
+        }
+        start->show();
     }
-    start->show();
     QCoreApplication::exec();
+    if (StopRequest::requested()) {
+        return StopRequest::ExitStatus;
+    }
     int status = watch.exitStatus();
     if (recorder) {
         if (!watch.started()) {

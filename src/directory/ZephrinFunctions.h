@@ -93,5 +93,8 @@ void AddStore(const QString& serverName, int exchangeVersion, const QString& des
 CollectionPtr NormaliseProfile(const CollectionPtr& profile);
 void AddDPProfileToDirectory(const QString& directoryConnectionString,
                              const CollectionPtr& profile);
+// How many profiles of that name the Directory holds (the resume of an interrupted
+// run asks whether a profile's write had landed). Failures raise.
+int CountDirectoryProfiles(const QString& directoryConnectionString, const QString& profileName);
 
 } // namespace ZephrinFunctions

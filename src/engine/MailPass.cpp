@@ -7,6 +7,8 @@
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
 
+#include <QDir>
+
 using CommonFunctions::WriteLog;
 using namespace RecordKeys;
 
@@ -28,6 +30,16 @@ void MigrationEngine::SendIntroductionMails()
 {
     const int count = cMailQueue->count();
     const bool send = StatusHolder::GetEmailChoice()->value(StateKeys::Send).toBool();
+    if (mStopped && send) {
+        // Stopped: the users written so far wait for the resume to mail them.
+        for (int position = 1; position <= count; ++position) {
+            const CollectionPtr record = cMailQueue->collection(position);
+            record->add(false, Status);
+            AddUserResult(record, record->value(VaUserID).toInt());
+        }
+        logNotMailed(count);
+        return;
+    }
     if (count < 1 || !send) {
         // Users are counted as migrated without an e-mail.
         for (int position = 1; position <= count; ++position) {
@@ -58,9 +70,26 @@ void MigrationEngine::SendIntroductionMails()
 
     long lastTransportFailure = 0;
     int transportFailuresInARow = 0;
+    int notMailed = 0;
     for (int position = 1; position <= count; ++position) {
         const CollectionPtr record = cMailQueue->collection(position);
         const int id = record->value(VaUserID).toInt();
+        if (mStopped) {
+            record->add(false, Status);
+            AddUserResult(record, id);
+            ++notMailed;
+            continue;
+        }
+        bool sentBefore = false;
+        if (mailedBefore(position, sentBefore)) {
+            record->add(true, Status);
+            WriteLog(QStringLiteral("Mail sent to ") + QString::number(id) + QLatin1Char(' ') +
+                     record->value(Firstname).toString() + QLatin1Char(' ') +
+                     record->value(Lastname).toString() +
+                     QStringLiteral(" before the interruption (the journal says so)"));
+            AddUserResult(record, id);
+            continue;
+        }
         MailFailure failure;
         bool sent = false;
         if (givenUp) {
@@ -69,6 +98,9 @@ void MigrationEngine::SendIntroductionMails()
             sent = ZephrinFunctions::MailUser(record, templateText, linkBase, failure.number,
                                               failure.description);
         }
+        if (!givenUp) {
+            journalMail(position, sent);
+        }
         if (sent) {
             record->add(true, Status);
             WriteLog(QStringLiteral("Mail sent to ") + QString::number(id) + QLatin1Char(' ') +
@@ -76,6 +108,7 @@ void MigrationEngine::SendIntroductionMails()
                      record->value(Lastname).toString());
         } else {
             record->add(false, Status);
+            ++notMailed;
             WriteLog(QStringLiteral("ZephrinFunctions.MailUser failed ") +
                      QStringLiteral(" Va User ID: ") + QString::number(id) +
                      QStringLiteral(" Error Number: ") + QString::number(failure.number) +
@@ -102,5 +135,24 @@ void MigrationEngine::SendIntroductionMails()
             }
         }
         mProgress.processEvents();
+        stopNow();
     }
+    logNotMailed(notMailed);
+}
+
+// Users in the Directory without their e-mail are not lost: the log says how many,
+// and how the resume mails them.
+void MigrationEngine::logNotMailed(int count)
+{
+    if (count < 1) {
+        return;
+    }
+    QString text = QStringLiteral("%1 users were written to the Directory but not sent their "
+                                  "introduction e-mail")
+                       .arg(count);
+    if (!msJournalPath.isEmpty()) {
+        text += QStringLiteral("; the resume of the run sends them: varnel-migrate --resume ") +
+                QDir::toNativeSeparators(msJournalPath);
+    }
+    WriteLog(text);
 }

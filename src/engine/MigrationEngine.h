@@ -1,11 +1,14 @@
 #pragma once
 
+#include "engine/RunJournal.h"
 #include "frame/Collection.h"
 
+#include <QHash>
 #include <QSet>
 #include <QString>
 
 #include <exception>
+#include <memory>
 
 class RunProgress;
 class RunObserver;
@@ -76,6 +79,22 @@ public:
     // hand; empty until the first one is written.
     QString recoveryFilePath() const { return msRecoveryFile; }
 
+    // --- the journal, the resume and the stop ------------------------------------------
+
+    // Whether a new run keeps a journal (the benchmark measures a run without one).
+    static inline bool journalEnabled = true;
+    // Values the program adds to a new journal's "run" table (the unattended mode: where
+    // its report is saved).
+    static inline QHash<QString, QString> journalNotes;
+    // Makes this run the continuation of the journal's: its input must be restored
+    // (JournalInput) before Load. What the journal says was done is not done again.
+    void resumeFrom(std::unique_ptr<RunJournal> journal);
+    // The journal's file; empty when the run keeps none.
+    QString journalPath() const { return msJournalPath; }
+    // The run was stopped by a signal (StopRequest) and can be resumed.
+    bool wasStopped() const { return mStopped; }
+    bool isResumed() const { return mResumed; }
+
 private:
     // Run driver and progress.
     void startPhase(int count, int maximumWhenEmpty);
@@ -102,10 +121,54 @@ private:
     // Directory user kept before action 2 deletes it; false when it could not be.
     bool keepDeletedUser(int zeUserID, int vaUserID, QString& why);
 
+    // Journal (RunJournaling.cpp).
+    void beginJournal();
+    void finishJournal();
+    void planUsersFrom(int position, const CollectionPtr& vaUserIDs, const CollectionPtr& actions);
+    // The new password of the user in hand: the planned one, encoded.
+    void plannedPassword(QString& clear, QString& encoded);
+    void journalUserOutcome(int vaUserID, int code, bool status, const CollectionPtr& record,
+                            bool queued);
+    bool stopNow();
+    // Resume (UserResume.cpp): a user the journal says is done, and a user whose
+    // Directory write may have landed.
+    bool replayUser(int position, int id);
+    bool inFlight() const;
+    bool landedUser(const CollectionPtr& record, int& targetID, QString& login);
+    bool stillInDirectory(int zeUserID);
+    CollectionPtr readAgain(int id, CollectionPtr& grades);
+    // The e-mail pass: whether the journal says this queued user's e-mail went out.
+    bool mailedBefore(int queuePosition, bool& sent);
+    void journalMail(int queuePosition, bool sent);
+    void journalStore(int position, const QString& server, int type, bool status);
+    void journalValue(const QString& key, const QString& value);
+    void logNotMailed(int count);
+    // Profiles: true when the journal says the profile was written before.
+    bool profileDoneBefore(int position, const QString& name, bool& status);
+    void journalProfilePlan(int position, const QString& name);
+    void journalProfile(int position, bool status);
+
     RunProgress& mProgress;
     QString msZeConnectionString;
     QString msRecoveryFile;
     // Users waiting in cMailQueue, and the record of the user in hand.
     QSet<int> mQueuedUsers;
     CollectionPtr mCurrentRecord;
+
+    std::unique_ptr<RunJournal> mJournal;
+    QString msJournalPath;
+    bool mResumed = false;
+    bool mStopped = false;
+    // The position on the migration list of the user in hand (0 outside the loop),
+    // its Directory user and its planned password, encoded ahead.
+    int mPosition = 0;
+    int mTargetID = 0;
+    QHash<int, QString> mEncoded;
+    // Positions whose write an earlier process began without recording its outcome.
+    QSet<int> mInFlight;
+    // The list positions of the users in cMailQueue, in its order.
+    QList<int> mQueuePositions;
+    // Directory users made by this run before the interruption and not yet matched
+    // to a user of the journal, as GetDirectoryUsers lists them (loaded when needed).
+    CollectionPtr mNewDirectoryUsers;
 };

@@ -26,6 +26,11 @@ void MigrationEngine::MigrateDPProfiles()
     // The run's many small operations each open and close their own connection;
     // embedded connections are kept between them until the procedure ends.
     const ConnectionReuse::Scope reuse;
+    if (mStopped) {
+        WriteLog(QStringLiteral("The run was stopped: no Device Provisioning profile is "
+                                "migrated before it is resumed"));
+        return;
+    }
     WriteLog(QStringLiteral("Starting migration of Device Provisioning profiles ") +
              AppClock::logTime());
     // The profile phase shows the store caption first, as it always has.
@@ -51,6 +56,15 @@ void MigrationEngine::MigrateDPProfiles()
         const QString name =
             profile ? profile->value(RecordKeys::ProfileName).toString() : QString();
         WriteLog(QStringLiteral("Migrating Device Provisioning profile ") + name);
+        bool doneBefore = false;
+        if (profileDoneBefore(position, name, doneBefore)) {
+            WriteLog(name + QStringLiteral(" was migrated before the interruption (the journal "
+                                           "says so); it is not written again"));
+            RecordProfileOutcome(profile, doneBefore);
+            finishItem(position);
+            continue;
+        }
+        journalProfilePlan(position, name);
         WriteLog(QStringLiteral("Calling AddDPProfileToDirectory"));
         bool added = true;
         QString failure;
@@ -66,12 +80,16 @@ void MigrationEngine::MigrateDPProfiles()
             failure = QStringLiteral("Error Description: ") + QString::fromLocal8Bit(error.what());
         }
         RecordProfileOutcome(profile, added);
+        journalProfile(position, added);
         if (!added) {
             // The failure is no part of the report; the log keeps it.
             WriteLog(QStringLiteral("AddDPProfileToDirectory failed for ") + name +
                      QLatin1Char(' ') + failure);
         }
         finishItem(position);
+        if (stopNow()) {
+            break;
+        }
     }
 
     WriteLog(QStringLiteral("Finished migrating Device Provisioning profiles ") +

@@ -2,6 +2,7 @@
 #include "engine/MigrationEngine.h"
 #include "frame/Clock.h"
 #include "frame/CommonFunctions.h"
+#include "frame/FileWriting.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 
@@ -38,8 +39,9 @@ const std::array<const char*, 19> FieldNames = {"user ID",
                                                 "user logon failure counter"};
 
 // Beside the log, named after it: MigrationLog<time>.log gives
-// MigrationLog<time>-DeletedUsers.txt.
-QString recoveryPath()
+// MigrationLog<time>-DeletedUsers.txt; in the per-user folder when the log's folder
+// cannot take it.
+QStringList recoveryPaths()
 {
     const QString logPath = CommonFunctions::LastLogFilePath();
     const QString folder =
@@ -51,7 +53,13 @@ QString recoveryPath()
     if (name.isEmpty()) {
         name = QStringLiteral("MigrationLog");
     }
-    return QDir(folder).filePath(name + QStringLiteral("-DeletedUsers.txt"));
+    name += QStringLiteral("-DeletedUsers.txt");
+    QStringList paths{QDir(folder).filePath(name)};
+    const QString fallback = CommonFunctions::FallbackLogFolder();
+    if (!fallback.isEmpty() && QDir(fallback).absolutePath() != QDir(folder).absolutePath()) {
+        paths << QDir(fallback).filePath(name);
+    }
+    return paths;
 }
 
 } // namespace
@@ -62,7 +70,8 @@ bool MigrationEngine::keepDeletedUser(int zeUserID, int vaUserID, QString& why)
         const QVariantList fields =
             ZephrinFunctions::GetDirectoryUser(zeUserID, directoryConnectionString());
         if (fields.isEmpty()) {
-            why = QStringLiteral("the Directory has no user with the ID %1").arg(zeUserID);
+            // Nothing to keep: the delete itself will say what is wrong.
+            why.clear();
             return false;
         }
         QString text = CommonFunctions::ReplaceAppNames(
@@ -83,22 +92,24 @@ bool MigrationEngine::keepDeletedUser(int zeUserID, int vaUserID, QString& why)
         }
         text += CRLF;
 
-        // UTF-8, so that no letter of a name is lost.
-        const QString path = recoveryPath();
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
-            why = path + QStringLiteral(": ") + file.errorString();
-            return false;
+        // UTF-8, so that no letter of a name is lost; on disk before the user goes.
+        QStringList failures;
+        const QStringList paths = recoveryPaths();
+        for (const QString& path : paths) {
+            try {
+                if (path != paths.first()) {
+                    FileWriting::MakePrivateFolder(QFileInfo(path).absolutePath());
+                }
+                FileWriting::AppendDurable(path, text.toUtf8(),
+                                           QStringLiteral("VarnelMigrationTool.RecoveryFile"));
+                msRecoveryFile = path;
+                return true;
+            } catch (const MigrationError& error) {
+                failures << error.description();
+            }
         }
-        const QByteArray bytes = text.toUtf8();
-        const bool written = file.write(bytes) == bytes.size();
-        file.close();
-        if (!written || file.error() != QFileDevice::NoError) {
-            why = path + QStringLiteral(": ") + file.errorString();
-            return false;
-        }
-        msRecoveryFile = path;
-        return true;
+        why = failures.join(QStringLiteral("; "));
+        return false;
     } catch (const MigrationError& error) {
         why = QStringLiteral("Error Number: %1 Error Description: %2")
                   .arg(error.number())

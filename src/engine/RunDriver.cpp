@@ -7,6 +7,7 @@
 #include "frame/GlobalVariables.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+#include "frame/StopRequest.h"
 
 using CommonFunctions::WriteLog;
 
@@ -35,6 +36,7 @@ void MigrationEngine::MigrateUsers()
     // The run's many small operations each open and close their own connection;
     // embedded connections are kept between them until the procedure ends.
     const ConnectionReuse::Scope reuse;
+    StopRequest::setRunActive(true);
     if (observer != nullptr) {
         observer->runStarted(*this);
     }
@@ -48,12 +50,13 @@ void MigrationEngine::MigrateUsers()
     sVaConnectionString =
         StatusHolder::GetVarnelDatabase()->value(StateKeys::ConnectionString).toString();
     WriteLog(QStringLiteral("Va Connection String: ") + sVaConnectionString);
+    beginJournal();
 
     if (!GlobalVariables::gbAddStores) {
         WriteLog(QStringLiteral("No need to add stores"));
     } else {
         MigrateStores();
-        if (bInterrupted) {
+        if (bInterrupted || mStopped) {
             return;
         }
     }

@@ -10,6 +10,7 @@
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/RecordKeys.h"
+#include "frame/StopRequest.h"
 
 using CommonFunctions::IndentLines;
 using namespace RecordKeys;
@@ -208,6 +209,8 @@ void MigrationEngine::GenerateReport()
     if (observer != nullptr) {
         observer->reportGenerated(*this);
     }
+    finishJournal();
+    StopRequest::setRunActive(false);
 }
 
 // The queued users in name order, sorted by the source database as the change table

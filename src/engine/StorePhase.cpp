@@ -47,9 +47,12 @@ void MigrationEngine::MigrateStores()
     // string, the others through the Directory's.
     if (!migrateStoreList(cE2kServers, QStringLiteral("2000/2003"), Exchange2000Kind,
                           Exchange2000Type, directoryConnectionString()) ||
-        !migrateStoreList(cE55Servers, QStringLiteral("5.5"), Exchange55Kind, Exchange55Type,
-                          sVaConnectionString)) {
+        (!mStopped && !migrateStoreList(cE55Servers, QStringLiteral("5.5"), Exchange55Kind,
+                                        Exchange55Type, sVaConnectionString))) {
         bInterrupted = true;
+        return;
+    }
+    if (mStopped) {
         return;
     }
     WriteLog(QStringLiteral("Finished adding stores ") + AppClock::logTime());
@@ -67,9 +70,25 @@ bool MigrationEngine::migrateStoreList(const CollectionPtr& servers, const QStri
     if (count > 0) {
         startPhase(count, count);
     }
+    // The journal numbers the stores of both lists in one run of positions.
+    const int first = type == Exchange2000Type ? 0 : (cE2kServers ? cE2kServers->count() : 0);
     for (int position = 1; position <= count; ++position) {
         const QString name = servers->item(position).toString();
         WriteLog(QStringLiteral("Adding ") + name);
+        const RunJournal::Item done =
+            mJournal && mResumed ? mJournal->stores().value(first + position) : RunJournal::Item();
+        if (done.hasOutcome) {
+            // Registered (or refused) before the interruption; the answer given then
+            // holds.
+            WriteLog(name + QStringLiteral(" was tried before the interruption (the journal "
+                                           "says so); it is not added again"));
+            RecordStoreOutcome(name, done.status, type);
+            if (!done.status && mJournal->value(QStringLiteral("interrupted by a store")) == name) {
+                return false;
+            }
+            finishItem(position);
+            continue;
+        }
         bool added = true;
         QString failure;
         try {
@@ -83,6 +102,7 @@ bool MigrationEngine::migrateStoreList(const CollectionPtr& servers, const QStri
                             : QString::fromLocal8Bit(error.what());
         }
         RecordStoreOutcome(name, added, type);
+        journalStore(first + position, name, type, added);
         if (!added) {
             WriteLog(QStringLiteral("AddStore failed for ") + name + QLatin1Char(' ') + failure);
             const Prompter::Answer answer = AppPrompter::prompter().message(
@@ -94,10 +114,14 @@ bool MigrationEngine::migrateStoreList(const CollectionPtr& servers, const QStri
                 QStringLiteral("Could not Add Store"), Prompter::Icon::Question,
                 Prompter::Buttons::OkCancel, mProgress.questionParent());
             if (answer != Prompter::Answer::Ok) {
+                journalValue(QStringLiteral("interrupted by a store"), name);
                 return false;
             }
         }
         finishItem(position);
+        if (stopNow()) {
+            return true;
+        }
     }
     return true;
 }

@@ -11,6 +11,7 @@
 #include "frame/RecordKeys.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+#include "frame/StopRequest.h"
 
 #include <cmath>
 
@@ -138,6 +139,7 @@ void MigrationEngine::RecordUserOutcome(int vaUserID, int code, bool status, Col
     put(record, Action, code);
     put(record, Status, status);
     cUserResults->add(toVariant(record), QString::number(vaUserID));
+    journalUserOutcome(vaUserID, code, status, record, false);
 }
 
 void MigrationEngine::AddUserResult(const CollectionPtr& record, int vaUserID)
@@ -195,13 +197,26 @@ void MigrationEngine::MigrateUserList()
 
     for (int position = 1; position <= count; ++position) {
         const int id = vaUserIDs->item(position).toInt();
+        mPosition = position;
+        mTargetID = 0;
         try {
-            migrateUser(position, id, actions, zeUserIDs);
+            planUsersFrom(position, vaUserIDs, actions);
+            if (!replayUser(position, id)) {
+                migrateUser(position, id, actions, zeUserIDs);
+            }
         } catch (const std::exception& error) {
             settleUnfinishedUser(id, error);
         }
         finishItem(position);
+        if (stopNow() && position < count) {
+            WriteLog(QStringLiteral("Stopped by %1 after %2 of %3 users")
+                         .arg(StopRequest::reason())
+                         .arg(position)
+                         .arg(count));
+            break;
+        }
     }
+    mPosition = 0;
 
     SendIntroductionMails();
     WriteLog(QStringLiteral("Finished migrating users ") + AppClock::logTime());
@@ -290,6 +305,8 @@ void MigrationEngine::migrateUser(int position, int id, const CollectionPtr& act
         put(record, Action, QVariant::fromValue<qint16>(OutcomeCode::MailFailed));
         cMailQueue->add(toVariant(record));
         mQueuedUsers.insert(id);
+        mQueuePositions << mPosition;
+        journalUserOutcome(id, action, true, record, true);
     } else {
         RecordUserOutcome(id, action, true, record);
     }
@@ -328,7 +345,7 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         WriteLog(QStringLiteral("Converting password"));
         if (GlobalVariables::gbNewPasswords) {
             QString clear;
-            ZephrinFunctions::CreateNewPassword(clear, password);
+            plannedPassword(clear, password);
             put(record, PasswordClear, clear);
         } else {
             step = QStringLiteral("CharCodesToText");
@@ -372,7 +389,14 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         QString login = text(record, LoginID);
         int newUserID = 0;
         WriteLog(QStringLiteral("Calling AddUserToDirectory"));
-        written = addUser(fields, timezoneID, login, newUserID, password, ze, failure);
+        if (inFlight() && landedUser(record, newUserID, login)) {
+            WriteLog(QStringLiteral("The Directory user %1 was written before the interruption")
+                         .arg(newUserID));
+            written = true;
+        } else {
+            written = addUser(fields, timezoneID, login, newUserID, password, ze, failure);
+        }
+        mTargetID = newUserID;
         if (written) {
             targetID = newUserID;
             if (login != text(record, LoginID)) {
@@ -393,6 +417,7 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
             fields.email, fields.languageID, timezoneID, login, password,
             fields.mobileTelephoneNumber, fields.graphicsSetting, fields.enabled,
             fields.userLogonFailureCounter, ze, failure.number, failure.description);
+        mTargetID = targetID;
         if (written) {
             WriteLog(QStringLiteral("UpdateUser succeeded"));
         } else {
@@ -405,9 +430,21 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         // it goes, so a failed re-insertion loses nothing that cannot be put back.
         WriteLog(QStringLiteral("Ze User ID: ") + zeText);
         WriteLog(QStringLiteral("Calling DeleteUser"));
+        const bool deletedBefore = inFlight() && !stillInDirectory(targetID);
         QString notKept;
-        const bool kept = keepDeletedUser(targetID, id, notKept);
-        if (!ZephrinFunctions::DeleteUser(targetID, ze, failure.number, failure.description)) {
+        const bool kept = !deletedBefore && keepDeletedUser(targetID, id, notKept);
+        if (!kept && !deletedBefore && !notKept.isEmpty()) {
+            // The user is not deleted without its copy on disk.
+            const Failure refused{ErrorNumber::PathFileAccess,
+                                  QStringLiteral("The Directory user %1 was not deleted: its "
+                                                 "copy could not be kept: %2")
+                                      .arg(zeText, notKept)};
+            fail(OutcomeCode::DeleteFailed, refused, QStringLiteral("DeleteUser"));
+            WriteLog(QStringLiteral("Insertion of user aborted since delete failed."));
+            break;
+        }
+        if (!deletedBefore &&
+            !ZephrinFunctions::DeleteUser(targetID, ze, failure.number, failure.description)) {
             fail(OutcomeCode::DeleteFailed, failure, QStringLiteral("DeleteUser"));
             WriteLog(QStringLiteral("Insertion of user aborted since delete failed."));
             break;
@@ -416,7 +453,14 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         WriteLog(QStringLiteral("Calling addUserToDirectory"));
         QString login = text(record, LoginID);
         int newUserID = 0;
-        written = addUser(fields, timezoneID, login, newUserID, password, ze, failure);
+        if (deletedBefore && landedUser(record, newUserID, login)) {
+            WriteLog(QStringLiteral("The Directory user %1 was written before the interruption")
+                         .arg(newUserID));
+            written = true;
+        } else {
+            written = addUser(fields, timezoneID, login, newUserID, password, ze, failure);
+        }
+        mTargetID = newUserID;
         if (written) {
             WriteLog(QStringLiteral("AddUserToDirectory succeeded"));
         } else {

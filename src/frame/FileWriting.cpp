@@ -138,6 +138,36 @@ void FileWriting::AppendWhole(const QString& path, const QByteArray& bytes, cons
     }
 }
 
+void FileWriting::AppendDurable(const QString& path, const QByteArray& bytes, const QString& source)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered, OwnerOnly)) {
+        cannotOpen(path, file, source);
+    }
+    file.setPermissions(OwnerOnly);
+    const qint64 before = file.size();
+    const qint64 written = file.write(bytes);
+    bool complete = written == bytes.size();
+    QString syncFailure;
+#ifdef Q_OS_UNIX
+    if (complete && ::fsync(file.handle()) != 0) {
+        complete = false;
+        syncFailure = qt_error_string(errno);
+    }
+#endif
+    if (!complete) {
+        if (file.size() != before) {
+            file.resize(before);
+        }
+        file.close();
+        cannotWrite(path, file, written, bytes.size(), source, syncFailure);
+    }
+    file.close();
+    if (file.error() != QFileDevice::NoError) {
+        cannotWrite(path, file, bytes.size(), bytes.size(), source);
+    }
+}
+
 void FileWriting::WriteNew(const QString& path, const QByteArray& bytes, const QString& source)
 {
     const QString partial = path + QStringLiteral(".part");

@@ -15,6 +15,10 @@ namespace FileWriting {
 // the bytes could not all be written; the description names the file and why.
 void AppendWhole(const QString& path, const QByteArray& bytes, const QString& source);
 
+// As AppendWhole, and the file is on disk (synced) when it returns: for a copy that
+// must outlive what it copies. A file that exists is made its owner's only as well.
+void AppendDurable(const QString& path, const QByteArray& bytes, const QString& source);
+
 // Writes a new file that appears under its name only once it is complete (it is
 // written under a temporary name beside it, then renamed). Raises as AppendWhole;
 // nothing is left behind on failure.

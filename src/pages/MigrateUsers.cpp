@@ -56,12 +56,15 @@ void MigrateUsers::GenerateReport()
     mEngine.GenerateReport();
 }
 
-QString MigrateUsers::Migrate()
+QString MigrateUsers::Migrate(const std::function<void(MigrationEngine&)>& prepare)
 {
     const QPointer<MigrateUsers> window =
         qobject_cast<MigrateUsers*>(Pages::create(PageNames::MigrateUsers));
     if (!window) {
         return QString();
+    }
+    if (prepare) {
+        prepare(window->engine());
     }
     window->show();
     window->RunMigrateUsers();

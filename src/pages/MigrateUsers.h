@@ -4,6 +4,8 @@
 #include "engine/RunProgress.h"
 #include "pages/WizardPage.h"
 
+#include <functional>
+
 class QLabel;
 class QProgressBar;
 
@@ -33,7 +35,8 @@ public:
     // MigrateUsers, MigrateDPProfiles and GenerateReport, hide it, take the report and
     // unload it. Returns the report text; empty when the window could not be opened (the
     // administrator has been told).
-    static QString Migrate();
+    // prepare is given the run before it starts (the resume hands it its journal).
+    static QString Migrate(const std::function<void(MigrationEngine&)>& prepare = {});
 
     // RunProgress
     void setDescription(const QString& text) override;

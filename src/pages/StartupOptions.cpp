@@ -60,6 +60,13 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
         QStringLiteral("Writes what became of every chosen user, store and profile to <file> as "
                        "CSV, once the migration's report is ready."),
         QStringLiteral("file"));
+    const QCommandLineOption resumeOption(
+        QStringLiteral("resume"),
+        QStringLiteral("Finishes the interrupted migration that the run journal <journal> "
+                       "(MigrationLog<time>-Journal.sqlite beside the log) describes, without a "
+                       "page: what was done is not done again. Exit statuses as for --answers; "
+                       "3 when a signal stopped the run (it can be resumed again)."),
+        QStringLiteral("journal"));
     parser.addOption(helpOption);
     parser.addOption(configOption);
     parser.addOption(demoOption);
@@ -68,6 +75,7 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
     parser.addOption(answersOption);
     parser.addOption(writeAnswersOption);
     parser.addOption(outcomeOption);
+    parser.addOption(resumeOption);
     parser.addPositionalArgument(QStringLiteral("[DIR]"),
                                  QStringLiteral("With --demo: the folder of the demo."));
 
@@ -127,16 +135,22 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
     options.answersPath = parser.value(answersOption);
     options.writeAnswersPath = parser.value(writeAnswersOption);
     options.outcomePath = parser.value(outcomeOption);
+    options.resumePath = parser.value(resumeOption);
     for (const auto& [option, value] : {std::pair{&answersOption, &options.answersPath},
                                         std::pair{&writeAnswersOption, &options.writeAnswersPath},
-                                        std::pair{&outcomeOption, &options.outcomePath}}) {
+                                        std::pair{&outcomeOption, &options.outcomePath},
+                                        std::pair{&resumeOption, &options.resumePath}}) {
         if (parser.isSet(*option) && value->isEmpty()) {
             options.error = QStringLiteral("The option --%1 needs the name of a file.")
                                 .arg(option->names().constFirst());
             return options;
         }
     }
-    if (!options.answersPath.isEmpty() && !options.writeAnswersPath.isEmpty()) {
+    if (!options.resumePath.isEmpty() &&
+        (options.demoRequested || !options.writeAnswersPath.isEmpty())) {
+        options.error = QStringLiteral("--resume finishes a run that was begun; leave out --demo "
+                                       "and --write-answers.");
+    } else if (!options.answersPath.isEmpty() && !options.writeAnswersPath.isEmpty()) {
         options.error = QStringLiteral("--write-answers records an interactive run; leave it "
                                        "out with --answers.");
     } else if (options.noWizard &&

@@ -14,6 +14,7 @@
 //   --answers FILE  walk the wizard from an answers file, without a person
 //   --write-answers FILE  on an interactive run: write the answers given to FILE
 //   --outcome FILE  write what became of every user, store and profile as CSV
+//   --resume JOURNAL  finish the interrupted run that the journal describes
 //   --help          the options, printed
 struct StartupOptions
 {
@@ -30,6 +31,7 @@ struct StartupOptions
     QString answersPath;
     QString writeAnswersPath;
     QString outcomePath;
+    QString resumePath;
 
     bool helpRequested = false;
     QString helpText;

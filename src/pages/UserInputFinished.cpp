@@ -7,6 +7,7 @@
 #include "pages/Finish.h"
 #include "pages/MigrateUsers.h"
 #include "pages/PageNames.h"
+#include "pages/ResumeRun.h"
 
 #include <QLabel>
 #include <QPushButton>
@@ -125,6 +126,17 @@ void UserInputFinished::PreviousBtn_Click()
 // question is asked: Next is the start.
 void UserInputFinished::NextBtn_Click()
 {
+    // The same choices as an unfinished run that already wrote users would write
+    // them again: the administrator is offered that run's resume instead.
+    switch (ResumeRun::CheckForDuplicateRun(this)) {
+    case ResumeRun::Duplicate::Declined:
+        return;
+    case ResumeRun::Duplicate::Resumed:
+        unload();
+        return;
+    case ResumeRun::Duplicate::None:
+        break;
+    }
     hide();
     const QString report = MigrateUsers::Migrate();
     if (report.isEmpty()) {

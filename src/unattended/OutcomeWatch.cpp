@@ -2,6 +2,9 @@
 
 #include "engine/MigrationEngine.h"
 #include "frame/Prompter.h"
+#include "frame/StopRequest.h"
+
+#include <QDir>
 
 #include <QSaveFile>
 
@@ -27,6 +30,8 @@ void OutcomeWatch::runStarted(const MigrationEngine&)
 // became of this run.
 void OutcomeWatch::reportGenerated(const MigrationEngine& run)
 {
+    mStopped = run.wasStopped();
+    mJournalPath = run.journalPath();
     // The run is over and its report made: nothing here may undo that.
     try {
         mOutcome = RunOutcome::Of(run);
@@ -58,6 +63,9 @@ int OutcomeWatch::exitStatus() const
     if (!mStarted) {
         return 2;
     }
+    if (mStopped) {
+        return StopRequest::ExitStatus;
+    }
     if (!mOutcome || !mCsvError.isEmpty()) {
         return 1;
     }
@@ -76,7 +84,20 @@ QString OutcomeWatch::summary() const
             .arg(mOutcome->count(kind, QStringLiteral("warning")))
             .arg(mOutcome->count(kind, QStringLiteral("error")));
     };
-    return line(QStringLiteral("Users"), QStringLiteral("user")) +
-           line(QStringLiteral("Stores"), QStringLiteral("store")) +
+    int notMailed = 0;
+    for (const OutcomeRow& row : mOutcome->rows) {
+        notMailed += row.kind == QLatin1String("user") && row.email == QLatin1String("failed");
+    }
+    QString users = line(QStringLiteral("Users"), QStringLiteral("user"));
+    if (notMailed > 0) {
+        users.chop(1);
+        users += QStringLiteral(" (%1 of them written to the Directory but not mailed%2)\n")
+                     .arg(notMailed)
+                     .arg(mJournalPath.isEmpty()
+                              ? QString()
+                              : QStringLiteral(": varnel-migrate --resume %1 sends them")
+                                    .arg(QDir::toNativeSeparators(mJournalPath)));
+    }
+    return users + line(QStringLiteral("Stores"), QStringLiteral("store")) +
            line(QStringLiteral("Profiles"), QStringLiteral("profile"));
 }

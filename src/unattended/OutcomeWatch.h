@@ -27,12 +27,15 @@ public:
     // Why the outcome file could not be written; empty when it was, or none was asked.
     QString csvError() const { return mCsvError; }
 
-    // 2 when no run began; 1 when one began but a user, store or profile failed, the
-    // run ended without its report, or the outcome file could not be written; 0 else.
+    // 2 when no run began; 3 when a signal stopped it (it can be resumed); 1 when one
+    // began but a user, store or profile failed, the run ended without its report, or
+    // the outcome file could not be written; 0 else.
     int exitStatus() const;
+    bool stopped() const { return mStopped; }
 
     // "Users: 37 migrated, 9 with warnings, 4 failed" and the same for stores and
-    // profiles, one line each; empty before a report.
+    // profiles, one line each; empty before a report. Users in the Directory whose
+    // e-mail did not go out are named on the users' line, with how to send them.
     QString summary() const;
 
 private:
@@ -40,4 +43,6 @@ private:
     bool mStarted = false;
     std::optional<RunOutcome> mOutcome;
     QString mCsvError;
+    bool mStopped = false;
+    QString mJournalPath;
 };

@@ -39,6 +39,9 @@ public:
     void prepare();
     // Opens the introduction page; the walk goes on in the event loop.
     void start();
+    // Resumes the interrupted run of the journal instead of walking the pages: the
+    // finish page is answered from the file as after a walk (UnattendedResume.cpp).
+    void startResume(const QString& journalPath);
 
     bool isDone() const { return mDone; }
     // 2 when the run did not start; else the outcome's status (0 or 1), 1 as well when

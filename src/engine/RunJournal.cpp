@@ -1,0 +1,433 @@
+#include "engine/RunJournal.h"
+
+#include "frame/MigrationError.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+const QString Source = QStringLiteral("VarnelMigrationTool.RunJournal");
+constexpr qint64 MostMillisecondsWaiting = 1000;
+
+const char* const Schema =
+    "CREATE TABLE IF NOT EXISTS run (key TEXT PRIMARY KEY, value TEXT);"
+    "CREATE TABLE IF NOT EXISTS users (position INTEGER PRIMARY KEY, va_user_id INTEGER,"
+    " action INTEGER, new_password TEXT, outcome INTEGER, status INTEGER, queued INTEGER,"
+    " login_changed TEXT, ze_user_id INTEGER, email TEXT);"
+    "CREATE TABLE IF NOT EXISTS stores (position INTEGER PRIMARY KEY, server TEXT,"
+    " type INTEGER, status INTEGER);"
+    "CREATE TABLE IF NOT EXISTS profiles (position INTEGER PRIMARY KEY, name TEXT,"
+    " before_count INTEGER, status INTEGER);";
+
+// One prepared statement, finalized when it goes out of scope.
+class Statement
+{
+public:
+    Statement(sqlite3* db, const char* sql) : mDb(db)
+    {
+        if (sqlite3_prepare_v2(db, sql, -1, &mStatement, nullptr) != SQLITE_OK) {
+            mStatement = nullptr;
+        }
+    }
+    ~Statement() { sqlite3_finalize(mStatement); }
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    bool ok() const { return mStatement != nullptr; }
+    void bind(int index, int value) { sqlite3_bind_int(mStatement, index, value); }
+    void bind(int index, const QString& value)
+    {
+        const QByteArray bytes = value.toUtf8();
+        sqlite3_bind_text(mStatement, index, bytes.constData(), static_cast<int>(bytes.size()),
+                          SQLITE_TRANSIENT);
+    }
+    void bindNull(int index) { sqlite3_bind_null(mStatement, index); }
+    void bindText(int index, const QString& value)
+    {
+        if (value.isNull()) {
+            bindNull(index);
+        } else {
+            bind(index, value);
+        }
+    }
+    // Runs the statement once; false on an error.
+    bool run()
+    {
+        const int result = sqlite3_step(mStatement);
+        sqlite3_reset(mStatement);
+        sqlite3_clear_bindings(mStatement);
+        return result == SQLITE_DONE;
+    }
+    // SQLITE_ROW, SQLITE_DONE or an error.
+    int step() { return sqlite3_step(mStatement); }
+    int integer(int column) const { return sqlite3_column_int(mStatement, column); }
+    bool isNull(int column) const { return sqlite3_column_type(mStatement, column) == SQLITE_NULL; }
+    QString text(int column) const
+    {
+        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(mStatement, column));
+        return bytes ? QString::fromUtf8(bytes) : QString();
+    }
+
+private:
+    sqlite3* mDb;
+    sqlite3_stmt* mStatement = nullptr;
+};
+
+QString lastError(sqlite3* db)
+{
+    return db ? QString::fromUtf8(sqlite3_errmsg(db)) : QStringLiteral("out of memory");
+}
+
+// The file made empty and private before the engine opens it, so that no other
+// account can read a new password even for a moment; the engine gives its
+// write-ahead file the same rights.
+bool makePrivateFile(const QString& path, QString& why)
+{
+    const QByteArray name = QFile::encodeName(path);
+    const int fd = ::open(name.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        why = QString::fromLocal8Bit(std::strerror(errno));
+        return false;
+    }
+    ::fchmod(fd, 0600);
+    ::close(fd);
+    return true;
+}
+
+} // namespace
+
+RunJournal::RunJournal(QString path, sqlite3* db) : mPath(std::move(path)), mDb(db) {}
+
+RunJournal::~RunJournal()
+{
+    if (mDb == nullptr) {
+        return;
+    }
+    if (mInTransaction) {
+        sqlite3_exec(mDb, "COMMIT", nullptr, nullptr, nullptr);
+    }
+    sqlite3_exec(mDb, "PRAGMA journal_mode=DELETE", nullptr, nullptr, nullptr);
+    sqlite3_close(mDb);
+}
+
+QString RunJournal::PathForLog(const QString& logPath)
+{
+    const QFileInfo log(logPath);
+    QString name = log.fileName();
+    if (name.endsWith(QLatin1String(".log"), Qt::CaseInsensitive)) {
+        name.chop(4);
+    }
+    return QDir(log.absolutePath()).filePath(name + QStringLiteral("-Journal.sqlite"));
+}
+
+void RunJournal::fail(const QString& what) const
+{
+    throw MigrationError(ErrorNumber::PathFileAccess,
+                         QStringLiteral("The run journal %1 %2: %3")
+                             .arg(QDir::toNativeSeparators(mPath), what, lastError(mDb)),
+                         Source);
+}
+
+void RunJournal::execute(const char* sql)
+{
+    if (sqlite3_exec(mDb, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        fail(QStringLiteral("could not be written"));
+    }
+}
+
+std::unique_ptr<RunJournal> RunJournal::Create(const QString& path)
+{
+    QString why;
+    if (!makePrivateFile(path, why)) {
+        throw MigrationError(ErrorNumber::PathFileAccess,
+                             QStringLiteral("The run journal %1 could not be made: %2")
+                                 .arg(QDir::toNativeSeparators(path), why),
+                             Source);
+    }
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr);
+    std::unique_ptr<RunJournal> journal(new RunJournal(path, db));
+    if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
+        journal->fail(QStringLiteral("could not be opened"));
+    }
+    // Write-ahead with every commit synced: one disk wait per commit.
+    journal->execute("PRAGMA journal_mode=WAL");
+    journal->execute("PRAGMA synchronous=FULL");
+    journal->execute(Schema);
+    return journal;
+}
+
+std::unique_ptr<RunJournal> RunJournal::Open(const QString& path)
+{
+    if (!QFileInfo(path).isFile()) {
+        throw MigrationError(
+            ErrorNumber::PathFileAccess,
+            QStringLiteral("There is no run journal %1").arg(QDir::toNativeSeparators(path)),
+            Source);
+    }
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr);
+    std::unique_ptr<RunJournal> journal(new RunJournal(path, db));
+    if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
+        journal->fail(QStringLiteral("could not be opened"));
+    }
+    if (sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL", nullptr, nullptr,
+                     nullptr) != SQLITE_OK) {
+        journal->fail(QStringLiteral("could not be read"));
+    }
+    journal->load();
+    if (journal->value(QStringLiteral("format")).isEmpty()) {
+        throw MigrationError(ErrorNumber::InvalidFileFormat,
+                             QStringLiteral("%1 is not a run journal of this program")
+                                 .arg(QDir::toNativeSeparators(path)),
+                             Source);
+    }
+    return journal;
+}
+
+void RunJournal::load()
+{
+    Statement run(mDb, "SELECT key, value FROM run");
+    Statement users(mDb, "SELECT position, va_user_id, action, new_password, outcome, status,"
+                         " queued, login_changed, ze_user_id, email FROM users");
+    Statement stores(mDb, "SELECT position, server, type, status FROM stores");
+    Statement profiles(mDb, "SELECT position, name, before_count, status FROM profiles");
+    if (!run.ok() || !users.ok() || !stores.ok() || !profiles.ok()) {
+        throw MigrationError(ErrorNumber::InvalidFileFormat,
+                             QStringLiteral("%1 is not a run journal of this program: %2")
+                                 .arg(QDir::toNativeSeparators(mPath), lastError(mDb)),
+                             Source);
+    }
+    while (run.step() == SQLITE_ROW) {
+        mValues.insert(run.text(0), run.text(1));
+    }
+    while (users.step() == SQLITE_ROW) {
+        User user;
+        user.position = users.integer(0);
+        user.vaUserID = users.integer(1);
+        user.action = users.integer(2);
+        user.newPassword = users.text(3);
+        user.hasOutcome = !users.isNull(4);
+        user.code = users.integer(4);
+        user.status = users.integer(5) != 0;
+        user.queued = users.integer(6) != 0;
+        user.loginChanged = users.text(7);
+        user.zeUserID = users.integer(8);
+        user.email = users.text(9);
+        mUsers.insert(user.position, user);
+    }
+    while (stores.step() == SQLITE_ROW) {
+        Item store;
+        store.position = stores.integer(0);
+        store.name = stores.text(1);
+        store.type = stores.integer(2);
+        store.hasOutcome = true;
+        store.status = stores.integer(3) != 0;
+        mStores.insert(store.position, store);
+    }
+    while (profiles.step() == SQLITE_ROW) {
+        Item profile;
+        profile.position = profiles.integer(0);
+        profile.name = profiles.text(1);
+        profile.planned = true;
+        profile.before = profiles.integer(2);
+        profile.hasOutcome = !profiles.isNull(3);
+        profile.status = profiles.integer(3) != 0;
+        mProfiles.insert(profile.position, profile);
+    }
+}
+
+void RunJournal::begin()
+{
+    if (!mInTransaction) {
+        execute("BEGIN");
+        mInTransaction = true;
+        mPending = 0;
+        mPendingSince = QDateTime::currentMSecsSinceEpoch();
+    }
+}
+
+void RunJournal::sync()
+{
+    if (mInTransaction) {
+        mInTransaction = false;
+        execute("COMMIT");
+    }
+    mPending = 0;
+}
+
+void RunJournal::commitIfDue()
+{
+    ++mPending;
+    if (mPending >= Batch ||
+        QDateTime::currentMSecsSinceEpoch() - mPendingSince >= MostMillisecondsWaiting) {
+        sync();
+    }
+}
+
+void RunJournal::setValue(const QString& key, const QString& value)
+{
+    begin();
+    Statement statement(mDb, "INSERT OR REPLACE INTO run (key, value) VALUES (?, ?)");
+    statement.bind(1, key);
+    statement.bind(2, value);
+    if (statement.step() != SQLITE_DONE) {
+        fail(QStringLiteral("could not be written"));
+    }
+    mValues.insert(key, value);
+}
+
+QString RunJournal::value(const QString& key) const
+{
+    return mValues.value(key);
+}
+
+void RunJournal::setState(const QString& state)
+{
+    setValue(QStringLiteral("state"), state);
+    setValue(QStringLiteral("state changed"), QDateTime::currentDateTime().toString(Qt::ISODate));
+    sync();
+}
+
+void RunJournal::planUsers(const QList<User>& plans)
+{
+    begin();
+    Statement statement(mDb, "INSERT OR REPLACE INTO users (position, va_user_id, action,"
+                             " new_password) VALUES (?, ?, ?, ?)");
+    for (const User& plan : plans) {
+        statement.bind(1, plan.position);
+        statement.bind(2, plan.vaUserID);
+        statement.bind(3, plan.action);
+        statement.bindText(4, plan.newPassword);
+        if (!statement.run()) {
+            fail(QStringLiteral("could not be written"));
+        }
+        mUsers.insert(plan.position, plan);
+    }
+    sync();
+}
+
+void RunJournal::recordOutcome(const User& outcome)
+{
+    begin();
+    Statement statement(mDb, "INSERT INTO users (position, va_user_id, action, new_password,"
+                             " outcome, status, queued, login_changed, ze_user_id)"
+                             " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (position) DO UPDATE"
+                             " SET outcome = excluded.outcome, status = excluded.status,"
+                             " queued = excluded.queued, login_changed = excluded.login_changed,"
+                             " ze_user_id = excluded.ze_user_id");
+    statement.bind(1, outcome.position);
+    statement.bind(2, outcome.vaUserID);
+    statement.bind(3, outcome.action);
+    statement.bindText(4, outcome.newPassword);
+    statement.bind(5, outcome.code);
+    statement.bind(6, outcome.status ? 1 : 0);
+    statement.bind(7, outcome.queued ? 1 : 0);
+    statement.bindText(8, outcome.loginChanged);
+    statement.bind(9, outcome.zeUserID);
+    if (!statement.run()) {
+        fail(QStringLiteral("could not be written"));
+    }
+    User& user = mUsers[outcome.position];
+    const QString password = user.newPassword;
+    user = outcome;
+    if (user.newPassword.isNull()) {
+        user.newPassword = password;
+    }
+    user.hasOutcome = true;
+    commitIfDue();
+}
+
+void RunJournal::recordEmail(int position, const QString& email)
+{
+    begin();
+    Statement statement(mDb, "UPDATE users SET email = ? WHERE position = ?");
+    statement.bind(1, email);
+    statement.bind(2, position);
+    if (!statement.run()) {
+        fail(QStringLiteral("could not be written"));
+    }
+    mUsers[position].email = email;
+    commitIfDue();
+}
+
+void RunJournal::recordStore(const Item& store)
+{
+    begin();
+    Statement statement(
+        mDb, "INSERT OR REPLACE INTO stores (position, server, type, status) VALUES (?, ?, ?, ?)");
+    statement.bind(1, store.position);
+    statement.bind(2, store.name);
+    statement.bind(3, store.type);
+    statement.bind(4, store.status ? 1 : 0);
+    if (!statement.run()) {
+        fail(QStringLiteral("could not be written"));
+    }
+    Item& kept = mStores[store.position];
+    kept = store;
+    kept.hasOutcome = true;
+    commitIfDue();
+}
+
+void RunJournal::planProfile(const Item& profile)
+{
+    begin();
+    Statement statement(mDb, "INSERT OR REPLACE INTO profiles (position, name, before_count)"
+                             " VALUES (?, ?, ?)");
+    statement.bind(1, profile.position);
+    statement.bind(2, profile.name);
+    statement.bind(3, profile.before);
+    if (!statement.run()) {
+        fail(QStringLiteral("could not be written"));
+    }
+    Item& kept = mProfiles[profile.position];
+    kept = profile;
+    kept.planned = true;
+    sync();
+}
+
+void RunJournal::recordProfile(int position, bool status)
+{
+    begin();
+    Statement statement(mDb, "UPDATE profiles SET status = ? WHERE position = ?");
+    statement.bind(1, status ? 1 : 0);
+    statement.bind(2, position);
+    if (!statement.run()) {
+        fail(QStringLiteral("could not be written"));
+    }
+    mProfiles[position].hasOutcome = true;
+    mProfiles[position].status = status;
+    commitIfDue();
+}
+
+void RunJournal::passPoint(const char* point)
+{
+    static const QByteArray spec = qgetenv("VARNEL_TEST_JOURNAL_STOP");
+    if (spec.isEmpty()) {
+        return;
+    }
+    static QHash<QByteArray, int> passed;
+    const QList<QByteArray> parts = spec.split(':');
+    if (parts.size() < 2 || parts.at(0) != point) {
+        return;
+    }
+    if (++passed[parts.at(0)] == parts.at(1).toInt()) {
+        if (parts.size() > 2 && parts.at(2) == "TERM") {
+            std::raise(SIGTERM);
+        } else {
+            std::raise(SIGKILL);
+        }
+    }
+}
