@@ -186,21 +186,31 @@ int main(int argc, char* argv[])
             return 2;
         }
         MigrationEngine::journalNotes.insert(QStringLiteral("report"), answers->reportPath);
+        MigrationEngine::journalNotes.insert(QStringLiteral("could-not-add-store"),
+                                             answers->continueAfterFailedStore
+                                                 ? QStringLiteral("continue")
+                                                 : QStringLiteral("stop"));
     }
     if (!options.resumePath.isEmpty()) {
         // The report goes where the interrupted run's answers said, unless --answers
         // says otherwise.
-        if (!answers) {
+        const bool given = answers.has_value();
+        if (!given) {
             answers.emplace();
         }
-        if (answers->reportPath.isEmpty()) {
-            try {
-                answers->reportPath =
-                    RunJournal::Open(options.resumePath)->value(QStringLiteral("report"));
-            } catch (const MigrationError& error) {
-                printLine(stderr, error.description());
-                return 2;
+        try {
+            const auto journal = RunJournal::Open(options.resumePath);
+            if (answers->reportPath.isEmpty()) {
+                answers->reportPath = journal->value(QStringLiteral("report"));
             }
+            if (!given) {
+                answers->continueAfterFailedStore =
+                    journal->value(QStringLiteral("could-not-add-store")) ==
+                    QLatin1String("continue");
+            }
+        } catch (const MigrationError& error) {
+            printLine(stderr, error.description());
+            return 2;
         }
     }
 
