@@ -9,7 +9,8 @@
 // written by plain prepared inserts in one transaction) and the ratio, the longest
 // gap between two passes of event processing, and the peak memory.
 //
-// Usage: bench_migration [users ...], default 10000.
+// Usage: bench_migration [--no-journal] [users ...], default 10000; --no-journal runs
+// without the run journal, to measure what it costs.
 #include "demo/DemoInstallation.h"
 #include "directory/ComponentFactory.h"
 #include "directory/TargetComponents.h"
@@ -333,8 +334,9 @@ void measure(int count)
         }
     }
     std::printf("%d users (demo written in %lld ms): %d migrated, %d outcome records, %d "
-                "e-mails in the pickup folder\n",
-                count, build, migrated, engine.cUserResults->count(), mailFiles(demo.mailFolder));
+                "e-mails in the pickup folder; run journal %s\n",
+                count, build, migrated, engine.cUserResults->count(), mailFiles(demo.mailFolder),
+                MigrationEngine::journalEnabled ? "kept" : "off");
     std::printf("  run                %8lld ms   (users and e-mails %lld ms, profiles %lld ms, "
                 "report %lld ms)\n",
                 total, users, profiles, report);
@@ -368,6 +370,9 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     QList<int> counts;
     for (int i = 1; i < argc; ++i) {
+        if (QByteArray(argv[i]) == "--no-journal") {
+            MigrationEngine::journalEnabled = false;
+        }
         const int count = QString::fromLocal8Bit(argv[i]).toInt();
         if (count > 0) {
             counts.append(count);

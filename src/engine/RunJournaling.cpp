@@ -45,8 +45,14 @@ void MigrationEngine::resumeFrom(std::unique_ptr<RunJournal> journal)
     mJournal = std::move(journal);
     mResumed = true;
     msJournalPath = mJournal->path();
+    // A user whose write may have landed is looked up in the Directory; so is one whose
+    // read or write failed (a server that went away fails every user after it): it is
+    // tried again, and fails again only for a reason of its own.
     for (const RunJournal::User& user : mJournal->users()) {
-        if (!user.hasOutcome) {
+        const bool failedWrite = user.hasOutcome && !user.status && !user.queued &&
+                                 user.code >= OutcomeCode::CreateFailed &&
+                                 user.code <= OutcomeCode::ReadFailed;
+        if (!user.hasOutcome || failedWrite) {
             mInFlight.insert(user.position);
         }
     }
@@ -301,8 +307,8 @@ bool MigrationEngine::profileDoneBefore(int position, const QString& name, bool&
         return false;
     }
     const RunJournal::Item profile = mJournal->profiles().value(position);
-    if (profile.hasOutcome) {
-        status = profile.status;
+    if (profile.hasOutcome && profile.status) {
+        status = true;
         return true;
     }
     try {
