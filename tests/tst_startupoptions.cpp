@@ -46,6 +46,14 @@ private slots:
             "error");
         row("answers with no-wizard", {"--demo", "--no-wizard", "--answers", "a.ini"}, "error");
         row("demo with answers", {"--demo", "d", "--answers", "a.ini"}, "demo d 0");
+        row("resume with outcome", {"--resume", "j.sqlite", "--outcome", "o.csv"},
+            " resume j.sqlite outcome o.csv");
+        row("resume with answers", {"--resume=j.sqlite", "--answers", "a.ini"},
+            " answers a.ini resume j.sqlite");
+        row("resume without a journal", {"--resume="}, "error");
+        row("resume with demo", {"--demo", "--resume", "j.sqlite"}, "error");
+        row("resume with write answers", {"--resume", "j.sqlite", "--write-answers", "w.ini"},
+            "error");
     }
 
     void startupOptions()
@@ -59,7 +67,8 @@ private slots:
         QString files = options.configPath;
         for (const auto& [name, path] : {std::pair{u" answers "_s, options.answersPath},
                                          std::pair{u" write "_s, options.writeAnswersPath},
-                                         std::pair{u" outcome "_s, options.outcomePath}}) {
+                                         std::pair{u" outcome "_s, options.outcomePath},
+                                         std::pair{u" resume "_s, options.resumePath}}) {
             files += path.isEmpty() ? QString() : name + path;
         }
         QTEST(options.helpRequested      ? u"help"_s

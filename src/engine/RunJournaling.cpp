@@ -102,8 +102,9 @@ void MigrationEngine::beginJournal()
         }
         mJournal->setValue(JournalKeys::DirectoryUsers, ids.join(QLatin1Char(',')));
         mJournal->setState(QStringLiteral("running"));
+        // Not logged: the log of a run that is not interrupted stays as it was; the
+        // journal's name is the log's.
         msJournalPath = path;
-        WriteLog(QStringLiteral("Run journal: ") + QDir::toNativeSeparators(path));
     } catch (const MigrationError& error) {
         mJournal.reset();
         QFile::remove(path);
