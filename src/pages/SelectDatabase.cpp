@@ -79,6 +79,8 @@ SelectDatabase::SelectDatabase(const QString& name, const QString& caption, cons
     LoadDatabasesBtn = named(new QPushButton(QStringLiteral("Refresh"), this), "LoadDatabasesBtn");
     HelpBtn = named(new QPushButton(QStringLiteral("?"), this), "HelpBtn");
     HelpBtn->setToolTip(QStringLiteral("Help"));
+    // A screen reader would read the "?" as the button's name.
+    HelpBtn->setAccessibleName(HelpBtn->toolTip());
 
     auto* credentials = new QGridLayout(frmCredentials);
     credentials->addWidget(lblLoginID, 0, 0);

@@ -2,6 +2,7 @@
 // way on: Next saves the lists and the migration list, Previous goes back. Filling the
 // lists is in SelectUsersLoad.cpp, moving users between them in SelectUsersMoves.cpp.
 #include "pages/SelectUsers.h"
+#include "pages/ListLabel.h"
 
 #include "frame/CommonFunctions.h"
 #include "frame/GlobalVariables.h"
@@ -54,11 +55,11 @@ SelectUsers::SelectUsers(QWidget* parent)
     Label1 = new QLabel(QStringLiteral("Users:"), this);
     Label1->setObjectName(QStringLiteral("Label1"));
     OldUsersLbx = makeList(this, "OldUsersLbx", mOldModel);
-    Label1->setBuddy(OldUsersLbx);
+    labelList(Label1, OldUsersLbx);
     Label2 = new QLabel(QStringLiteral("Users to Migrate:"), this);
     Label2->setObjectName(QStringLiteral("Label2"));
     Migrate = makeList(this, "Migrate", mMigrateModel);
-    Label2->setBuddy(Migrate);
+    labelList(Label2, Migrate);
 
     OldToMigrateBtn = new QPushButton(this);
     OldToMigrateBtn->setObjectName(QStringLiteral("OldToMigrateBtn"));
