@@ -811,7 +811,13 @@ private slots:
                                       "Number: "_s +
                                           error);
         }
-        QCOMPARE(log.at(log.indexOf(mailLines.last()) + 1), u"Finished migrating users "_s + Time);
+        // Then how many users are in the Directory without their e-mail, and how the
+        // resume of the run's journal sends them.
+        QCOMPARE(log.at(log.indexOf(mailLines.last()) + 1),
+                 u"5 users were written to the Directory but not sent their introduction "
+                 "e-mail; the resume of the run sends them: varnel-migrate --resume "_s +
+                     fixture->folder() + u"/MigrationLog20031204153012-Journal.sqlite"_s);
+        QCOMPARE(log.at(log.indexOf(mailLines.last()) + 2), u"Finished migrating users "_s + Time);
     }
 
     // A profile whose bearer the Directory does not know fails alone.

@@ -47,7 +47,7 @@ private slots:
         row("answers with no-wizard", {"--demo", "--no-wizard", "--answers", "a.ini"}, "error");
         row("demo with answers", {"--demo", "d", "--answers", "a.ini"}, "demo d 0");
         row("resume with outcome", {"--resume", "j.sqlite", "--outcome", "o.csv"},
-            " resume j.sqlite outcome o.csv");
+            " outcome o.csv resume j.sqlite");
         row("resume with answers", {"--resume=j.sqlite", "--answers", "a.ini"},
             " answers a.ini resume j.sqlite");
         row("resume without a journal", {"--resume="}, "error");

@@ -978,13 +978,18 @@ private:
         Components::setFactory(
             std::make_shared<TargetComponentFactory>(mDemoFolder + u"/zephrin.ini"_s));
     }
-    // The program writes its log beside itself; the test takes it away again.
+    // The program writes its log and its run journal beside itself; the test takes them
+    // away again.
     static void removeLogNamedIn(const QString& output)
     {
         const QRegularExpressionMatch log =
             QRegularExpression(u"^Log: (.*)$"_s, QRegularExpression::MultilineOption).match(output);
         if (log.hasMatch()) {
             QFile::remove(log.captured(1));
+            // The run's journal beside it, named after it.
+            QString journal = log.captured(1);
+            journal.replace(QRegularExpression(u"\\.log$"_s), u"-Journal.sqlite"_s);
+            QFile::remove(journal);
         }
     }
 

@@ -77,7 +77,13 @@ void MigrationEngine::beginJournal()
         logPath =
             CommonFunctions::ProgramFolder() + QLatin1Char('/') + GlobalVariables::gsLogFileName;
     }
-    const QString path = RunJournal::PathForLog(logPath);
+    // A second run started in the same second writes into the same log; its journal
+    // takes a number.
+    QString path = RunJournal::PathForLog(logPath);
+    for (int number = 2; QFile::exists(path) && number < 100; ++number) {
+        path = RunJournal::PathForLog(logPath);
+        path.insert(path.size() - 7, QStringLiteral("-%1").arg(number));
+    }
     try {
         mJournal = RunJournal::Create(path);
         mJournal->setValue(JournalKeys::Format, QStringLiteral("1"));

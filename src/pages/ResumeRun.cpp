@@ -85,7 +85,7 @@ QList<ResumeRun::Unfinished> ResumeRun::FindUnfinished()
     }
     for (const QString& folder : folders) {
         const QFileInfoList files =
-            QDir(folder).entryInfoList({QStringLiteral("MigrationLog*-Journal.sqlite")},
+            QDir(folder).entryInfoList({QStringLiteral("MigrationLog*-Journal*.sqlite")},
                                        QDir::Files, QDir::Name | QDir::Reversed);
         for (const QFileInfo& file : files) {
             try {
