@@ -9,6 +9,7 @@
 
 #include <exception>
 #include <memory>
+#include <optional>
 
 class RunProgress;
 class RunObserver;
@@ -171,4 +172,6 @@ private:
     // Directory users made by this run before the interruption and not yet matched
     // to a user of the journal, as GetDirectoryUsers lists them (loaded when needed).
     CollectionPtr mNewDirectoryUsers;
+    // The Directory's user IDs when the resume began (read at the first replayed user).
+    std::optional<QSet<int>> mDirectoryIDs;
 };

@@ -68,6 +68,30 @@ bool MigrationEngine::replayUser(int position, int id)
         return false;
     }
     const QString key = QString::number(id);
+    // A Directory that lost what it had committed (restored from a backup, or a server
+    // that did not keep its last writes) gets the user again, with the same password.
+    if ((entry.status || entry.queued) && entry.zeUserID > 0) {
+        if (!mDirectoryIDs) {
+            try {
+                const CollectionPtr users =
+                    ZephrinFunctions::GetDirectoryUsers(directoryConnectionString());
+                mDirectoryIDs.emplace();
+                for (const QVariant& user : users->collection(IDs)->values()) {
+                    mDirectoryIDs->insert(user.toInt());
+                }
+            } catch (const std::exception&) {
+                // Not known now: the journal's word stands.
+            }
+        }
+        if (mDirectoryIDs && !mDirectoryIDs->contains(entry.zeUserID)) {
+            WriteLog(QStringLiteral("VaUserID=") + key +
+                     QStringLiteral(" was written before the interruption, but the Directory "
+                                    "no longer holds its user %1; it is written again")
+                         .arg(entry.zeUserID));
+            mInFlight.insert(position);
+            return false;
+        }
+    }
     WriteLog(QStringLiteral("VaUserID=") + key +
              QStringLiteral(" was migrated before the interruption (the journal says so); it "
                             "is not written again"));

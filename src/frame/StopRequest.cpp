@@ -11,6 +11,7 @@ namespace {
 std::atomic<int> signalSeen{0};
 std::atomic<int> signalCount{0};
 std::atomic<bool> active{false};
+std::atomic<bool> wasActive{false};
 QString& requestText()
 {
     static QString text;
@@ -76,6 +77,14 @@ void StopRequest::reset()
 void StopRequest::setRunActive(bool value)
 {
     active.store(value);
+    if (value) {
+        wasActive.store(true);
+    }
+}
+
+bool StopRequest::everActive()
+{
+    return wasActive.load();
 }
 
 bool StopRequest::runActive()

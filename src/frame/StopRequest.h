@@ -25,6 +25,8 @@ void reset();
 // otherwise the program itself.
 void setRunActive(bool active);
 bool runActive();
+// Whether a run was ever active in this process.
+bool everActive();
 
 // The exit status of a program whose run was stopped this way.
 constexpr int ExitStatus = 3;
