@@ -13,6 +13,7 @@
 #include "reference/ReferencePasswordEncoder.h"
 #include "support/Describe.h"
 #include "support/Engines.h"
+#include "support/TestServerControl.h"
 #include "unattended/AnswersFile.h"
 
 #include <QDir>
@@ -316,10 +317,10 @@ private slots:
                   {u"--config"_s, installation.folder.filePath(u"zephrin.ini"_s), u"--answers"_s,
                    u"answers.ini"_s, u"--outcome"_s, u"outcome.csv"_s});
         QTRY_VERIFY_WITH_TIMEOUT(usersDone(installation.journal()) >= 60, 120000);
-        QVERIFY(server(state, u"stop"_s));
+        QVERIFY(TestServerControl::Stop(state));
         QVERIFY(run.waitForFinished(300000));
         QCOMPARE(run.exitCode(), 1);
-        QVERIFY(server(state, u"start"_s));
+        QVERIFY(TestServerControl::Start(state));
         // The connections this process kept in the driver manager's pool died with the
         // server: each failed use takes one away.
         bool back = false;
@@ -361,27 +362,6 @@ private:
         }
         sqlite3_close(db);
         return done;
-    }
-
-    // Stops the test server at once, as a crash would, or starts it again on its data.
-    static bool server(const QString& state, const QString& what)
-    {
-        QProcess control;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"LD_LIBRARY_PATH"_s, state + u"/babelfish/lib"_s);
-        control.setProcessEnvironment(environment);
-        QStringList command{state + u"/babelfish/bin/pg_ctl"_s, u"-D"_s, state + u"/data"_s,
-                            u"-w"_s};
-        command << (what == u"stop"_s ? QStringList{u"-m"_s, u"immediate"_s, u"stop"_s}
-                                      : QStringList{u"-l"_s, state + u"/server.log"_s, u"start"_s});
-        if (::getuid() == 0) {
-            command = QStringList{u"--reuid=nobody"_s, u"--regid=nogroup"_s, u"--clear-groups"_s} +
-                      command;
-            control.start(u"setpriv"_s, command);
-        } else {
-            control.start(command.takeFirst(), command);
-        }
-        return control.waitForFinished(120000) && control.exitCode() == 0;
     }
 
     // The same run uninterrupted on each engine, once.
