@@ -161,10 +161,9 @@ private:
     bool mResumed = false;
     bool mStopped = false;
     // The position on the migration list of the user in hand (0 outside the loop),
-    // its Directory user and its planned password, encoded ahead.
+    // and its Directory user.
     int mPosition = 0;
     int mTargetID = 0;
-    QHash<int, QString> mEncoded;
     // Positions whose write an earlier process began without recording its outcome.
     QSet<int> mInFlight;
     // The list positions of the users in cMailQueue, in its order.

@@ -145,7 +145,7 @@ void MigrationEngine::finishJournal()
 
 // The next users of the list get their journal rows, with a new password each when
 // the run makes new passwords, all on disk in one commit before the first of them is
-// written. The encoding is done here too, ahead of the writes.
+// written.
 void MigrationEngine::planUsersFrom(int position, const CollectionPtr& vaUserIDs,
                                     const CollectionPtr& actions)
 {
@@ -164,14 +164,9 @@ void MigrationEngine::planUsersFrom(int position, const CollectionPtr& vaUserIDs
         const QString key = QString::number(plan.vaUserID);
         plan.action = actions ? actions->value(key, 0).toInt() : 0;
         if (GlobalVariables::gbNewPasswords) {
-            QString encoded;
-            try {
-                ZephrinFunctions::CreateNewPassword(plan.newPassword, encoded);
-                mEncoded.insert(p, encoded);
-            } catch (const std::exception&) {
-                // The user's own step makes the password again and reports the failure.
-                plan.newPassword = QString();
-            }
+            // Only the clear text must be on disk first; it is encoded when the user is
+            // written, so that the window is not kept waiting for a whole batch.
+            plan.newPassword = ZephrinFunctions::GeneratePassword(6);
         }
         plans << plan;
     }
@@ -194,11 +189,7 @@ void MigrationEngine::plannedPassword(QString& clear, QString& encoded)
         return;
     }
     clear = mJournal->users().value(mPosition).newPassword;
-    encoded = mEncoded.take(mPosition);
-    if (encoded.isEmpty()) {
-        // Planned by the interrupted process: encoded again, as the Directory takes it.
-        encoded = Components::factory().CreatePasswordEncoder()->EncodePassword(clear);
-    }
+    encoded = Components::factory().CreatePasswordEncoder()->EncodePassword(clear);
 }
 
 void MigrationEngine::journalUserOutcome(int vaUserID, int code, bool status,
