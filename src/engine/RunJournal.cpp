@@ -67,6 +67,8 @@ RunJournal::~RunJournal()
     if (mInTransaction) {
         sqlite3_exec(mDb, "COMMIT", nullptr, nullptr, nullptr);
     }
+    mOutcome.reset();
+    mEmail.reset();
     sqlite3_exec(mDb, "PRAGMA journal_mode=DELETE", nullptr, nullptr, nullptr);
     sqlite3_close(mDb);
 }
@@ -271,12 +273,15 @@ void RunJournal::planUsers(const QList<User>& plans)
 void RunJournal::recordOutcome(const User& outcome)
 {
     begin();
-    Statement statement(mDb, "INSERT INTO users (position, va_user_id, action, new_password,"
-                             " outcome, status, queued, login_changed, ze_user_id)"
-                             " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (position) DO UPDATE"
-                             " SET outcome = excluded.outcome, status = excluded.status,"
-                             " queued = excluded.queued, login_changed = excluded.login_changed,"
-                             " ze_user_id = excluded.ze_user_id");
+    if (!mOutcome) {
+        mOutcome = std::make_unique<Statement>(
+            mDb, "INSERT INTO users (position, va_user_id, action, new_password, outcome, status,"
+                 " queued, login_changed, ze_user_id) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"
+                 " ON CONFLICT (position) DO UPDATE SET outcome = excluded.outcome,"
+                 " status = excluded.status, queued = excluded.queued,"
+                 " login_changed = excluded.login_changed, ze_user_id = excluded.ze_user_id");
+    }
+    Statement& statement = *mOutcome;
     statement.bind(1, outcome.position);
     statement.bind(2, outcome.vaUserID);
     statement.bind(3, outcome.action);
@@ -302,7 +307,10 @@ void RunJournal::recordOutcome(const User& outcome)
 void RunJournal::recordEmail(int position, const QString& email)
 {
     begin();
-    Statement statement(mDb, "UPDATE users SET email = ? WHERE position = ?");
+    if (!mEmail) {
+        mEmail = std::make_unique<Statement>(mDb, "UPDATE users SET email = ? WHERE position = ?");
+    }
+    Statement& statement = *mEmail;
     statement.bind(1, email);
     statement.bind(2, position);
     if (!statement.run()) {

@@ -7,6 +7,9 @@
 #include <memory>
 
 struct sqlite3;
+namespace JournalSql {
+class Statement;
+}
 
 // The run's journal: an embedded database file beside the log, named after it
 // (MigrationLog<time>.log gives MigrationLog<time>-Journal.sqlite), readable by its
@@ -117,4 +120,7 @@ private:
     QHash<int, User> mUsers;
     QHash<int, Item> mStores;
     QHash<int, Item> mProfiles;
+    // The statements run once per user, prepared once.
+    std::unique_ptr<JournalSql::Statement> mOutcome;
+    std::unique_ptr<JournalSql::Statement> mEmail;
 };
