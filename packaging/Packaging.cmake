@@ -49,6 +49,9 @@ endif()
 add_custom_target(packaging-files ALL DEPENDS ${VARNEL_COMPRESSED})
 
 install(TARGETS varnel-migrate RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# Relocations are resolved at start and then made read-only, as Debian builds its
+# programs (only the program is linked so; the library keeps the project's flags).
+target_link_options(varnel-migrate PRIVATE LINKER:-z,relro,-z,now)
 install(FILES ${VARNEL_PACKAGING_DIR}/${VARNEL_APP_ID}.desktop
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/applications)
 install(FILES ${VARNEL_PACKAGING_DIR}/${VARNEL_APP_ID}.svg
@@ -71,15 +74,15 @@ set(CPACK_PACKAGE_CONTACT ${VARNEL_MAINTAINER})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "migrates Varnel 3.1x users into a Zephrin Directory")
 set(CPACK_PACKAGE_DESCRIPTION
-    "A wizard for the administrator of a Zephrin installation: it moves the users of a
-Varnel 3.1x database, their settings, the Exchange servers they live on and their
-Device Provisioning profiles into a Zephrin Directory database, with a decision for
-every login ID the Directory holds already, and sends the migrated users their new
-passwords by e-mail.
+    "A wizard for the administrator of a Zephrin installation: it moves the
+users of a Varnel 3.1x database, their settings, the Exchange servers they
+live on and their Device Provisioning profiles into a Zephrin Directory
+database, with a decision for every login ID the Directory holds already,
+and sends the migrated users their new passwords by e-mail.
 
-It reaches SQL Server through unixODBC and the FreeTDS driver, runs from an answers
-file without a person, and makes a demo installation on embedded databases to try it
-without either product.")
+It reaches SQL Server through unixODBC and the FreeTDS driver, runs from an
+answers file without a person, and makes a demo installation on embedded
+databases to try it without either product.")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
