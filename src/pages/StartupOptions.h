@@ -15,6 +15,7 @@
 //   --write-answers FILE  on an interactive run: write the answers given to FILE
 //   --outcome FILE  write what became of every user, store and profile as CSV
 //   --resume JOURNAL  finish the interrupted run that the journal describes
+//   --version       the program's version, printed
 //   --help          the options, printed
 struct StartupOptions
 {
@@ -34,6 +35,7 @@ struct StartupOptions
     QString resumePath;
 
     bool helpRequested = false;
+    bool versionRequested = false;
     QString helpText;
     // Set when the command line could not be understood; the program says so and ends.
     QString error;
