@@ -9,6 +9,7 @@
 #include "engine/MigrationEngine.h"
 #include "engine/RunJournal.h"
 #include "frame/CommonFunctions.h"
+#include "frame/MigrationError.h"
 #include "frame/StatusHolder.h"
 #include "frame/StopRequest.h"
 #include "pages/Finish.h"
@@ -101,6 +102,23 @@ private slots:
         StatusHolder::Reset();
         JournalInput::Restore(journal->value(u"input"_s).toUtf8());
         QCOMPARE(JournalInput::Capture(), before);
+    }
+
+    // A journal whose run is going is its process's alone: another cannot resume it.
+    void aJournalInUse()
+    {
+        const QString path = fixture->folder() + u"/MigrationLog-Journal.sqlite"_s;
+        const auto running = RunJournal::Create(path);
+        running->setValue(u"format"_s, u"1"_s);
+        running->setState(u"running"_s);
+        try {
+            RunJournal::Open(path);
+            QFAIL("a journal in use was opened");
+        } catch (const MigrationError& error) {
+            QCOMPARE(error.description(), u"The run journal "_s + path +
+                                              u" is in use: its migration is still running"_s);
+        }
+        QVERIFY(ResumeRun::FindUnfinished().isEmpty());
     }
 
     // A replacement whose copy cannot be written beside the log nor in the per-user

@@ -113,7 +113,10 @@ std::unique_ptr<RunJournal> RunJournal::Create(const QString& path)
     if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
         journal->fail(QStringLiteral("could not be opened"));
     }
-    // Write-ahead with every commit synced: one disk wait per commit.
+    // Held by this process alone until it closes the journal, so that no second
+    // process resumes a run that is still going; write-ahead with every commit synced:
+    // one disk wait per commit.
+    journal->execute("PRAGMA locking_mode=EXCLUSIVE");
     journal->execute("PRAGMA journal_mode=WAL");
     journal->execute("PRAGMA synchronous=FULL");
     journal->execute(Schema);
@@ -134,8 +137,18 @@ std::unique_ptr<RunJournal> RunJournal::Open(const QString& path)
     if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
         journal->fail(QStringLiteral("could not be opened"));
     }
-    if (sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL", nullptr, nullptr,
-                     nullptr) != SQLITE_OK) {
+    const int opened = sqlite3_exec(db,
+                                    "PRAGMA locking_mode=EXCLUSIVE; PRAGMA journal_mode=WAL; "
+                                    "PRAGMA synchronous=FULL",
+                                    nullptr, nullptr, nullptr);
+    if (opened == SQLITE_BUSY || opened == SQLITE_LOCKED) {
+        throw MigrationError(ErrorNumber::PermissionDenied,
+                             QStringLiteral("The run journal %1 is in use: its migration is "
+                                            "still running")
+                                 .arg(QDir::toNativeSeparators(path)),
+                             Source);
+    }
+    if (opened != SQLITE_OK) {
         journal->fail(QStringLiteral("could not be read"));
     }
     journal->load();
@@ -367,24 +380,4 @@ void RunJournal::recordProfile(int position, bool status)
     mProfiles[position].hasOutcome = true;
     mProfiles[position].status = status;
     commitIfDue();
-}
-
-void RunJournal::passPoint(const char* point)
-{
-    static const QByteArray spec = qgetenv("VARNEL_TEST_JOURNAL_STOP");
-    if (spec.isEmpty()) {
-        return;
-    }
-    static QHash<QByteArray, int> passed;
-    const QList<QByteArray> parts = spec.split(':');
-    if (parts.size() < 2 || parts.at(0) != point) {
-        return;
-    }
-    if (++passed[parts.at(0)] == parts.at(1).toInt()) {
-        if (parts.size() > 2 && parts.at(2) == "TERM") {
-            std::raise(SIGTERM);
-        } else {
-            std::raise(SIGKILL);
-        }
-    }
 }

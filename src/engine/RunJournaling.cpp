@@ -15,6 +15,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QHash>
+#include <csignal>
 
 using CommonFunctions::WriteLog;
 using namespace RecordKeys;
@@ -355,4 +357,24 @@ void MigrationEngine::journalProfile(int position, bool status)
         mJournal.reset();
     }
     RunJournal::passPoint("profile-done");
+}
+
+void RunJournal::passPoint(const char* point)
+{
+    static const QByteArray spec = qgetenv("VARNEL_TEST_JOURNAL_STOP");
+    if (spec.isEmpty()) {
+        return;
+    }
+    static QHash<QByteArray, int> passed;
+    const QList<QByteArray> parts = spec.split(':');
+    if (parts.size() < 2 || parts.at(0) != point) {
+        return;
+    }
+    if (++passed[parts.at(0)] == parts.at(1).toInt()) {
+        if (parts.size() > 2 && parts.at(2) == "TERM") {
+            std::raise(SIGTERM);
+        } else {
+            std::raise(SIGKILL);
+        }
+    }
 }
