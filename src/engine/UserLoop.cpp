@@ -1,3 +1,4 @@
+#include "directory/NewPasswords.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
@@ -11,6 +12,8 @@
 #include "frame/RecordKeys.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+
+#include <QScopeGuard>
 
 #include <cmath>
 
@@ -193,7 +196,16 @@ void MigrationEngine::MigrateUserList()
     }
     cMailQueue = Collection::create();
 
+    // New passwords are made and encoded a window ahead of the loop, on every core;
+    // the encodings not taken are dropped, and their threads end, with the loop.
+    if (GlobalVariables::gbNewPasswords && count > 0) {
+        mNewPasswords = std::make_shared<NewPasswords>();
+    }
+    const auto releasePasswords = qScopeGuard([this] { mNewPasswords.reset(); });
     for (int position = 1; position <= count; ++position) {
+        if (mNewPasswords) {
+            mNewPasswords->prepare(count - position + 1);
+        }
         const int id = vaUserIDs->item(position).toInt();
         try {
             migrateUser(position, id, actions, zeUserIDs);
@@ -202,6 +214,7 @@ void MigrationEngine::MigrateUserList()
         }
         finishItem(position);
     }
+    mNewPasswords.reset();
 
     SendIntroductionMails();
     WriteLog(QStringLiteral("Finished migrating users ") + AppClock::logTime());
@@ -328,7 +341,11 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         WriteLog(QStringLiteral("Converting password"));
         if (GlobalVariables::gbNewPasswords) {
             QString clear;
-            ZephrinFunctions::CreateNewPassword(clear, password);
+            if (mNewPasswords) {
+                mNewPasswords->take(clear, password);
+            } else {
+                ZephrinFunctions::CreateNewPassword(clear, password);
+            }
             put(record, PasswordClear, clear);
         } else {
             step = QStringLiteral("CharCodesToText");
