@@ -341,9 +341,10 @@ void measureSqlServer(int count, const Options& options)
     std::printf("  floor              %8lld ms   (%lld Directory rows of the new users, inserted "
                 "in one transaction on one connection); the users' phase is %.1f times it\n",
                 floor, floorRows, floor > 0 ? double(run.users) / double(floor) : 0.0);
-    std::printf("  longest gap between two event passes %.1f ms in the phases, %.1f ms in the "
-                "report\n",
-                double(run.phasesGap) / 1e6, double(run.reportGap) / 1e6);
+    std::printf("  longest gap between two event passes %.1f ms in the phases (%s), %.1f ms in "
+                "the report\n",
+                double(run.phasesGap) / 1e6, qPrintable(run.phasesGapWhere),
+                double(run.reportGap) / 1e6);
     std::fflush(stdout);
 }
 

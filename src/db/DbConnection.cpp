@@ -63,6 +63,9 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
                                  QStringLiteral("Database"));
         }
         const QString odbcText = OdbcConnectString(parts, EngineSettings::gsOdbcDriver);
+        if (ConnectionReuse::TakeServer(odbcText, mDatabase, mName)) {
+            return;
+        }
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
         mDatabase.setDatabaseName(odbcText);
         const int timeout =
@@ -102,7 +105,8 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
 
 DbConnection::~DbConnection()
 {
-    if (mEmbedded && ConnectionReuse::Keep(mDatabase, mName)) {
+    if (mEmbedded ? ConnectionReuse::Keep(mDatabase, mName)
+                  : ConnectionReuse::KeepServer(mDatabase, mName, mClean && !mInTransaction)) {
         return;
     }
     if (mDatabase.isValid()) {
@@ -120,6 +124,7 @@ QSqlQuery DbConnection::prepare(const QString& sql)
         if (mEmbedded) {
             fail(query.lastError());
         }
+        mClean = false;
         raise(query.lastError(), sql);
     }
     return query;
@@ -226,6 +231,7 @@ void DbConnection::executeBatch(const QString& sqlServerText, const QStringList&
 
 void DbConnection::beginTransaction()
 {
+    mInTransaction = true;
     if (!mEmbedded) {
         if (!mDatabase.transaction()) {
             fail(mDatabase.lastError());
@@ -246,10 +252,13 @@ void DbConnection::commit()
     if (!mDatabase.commit()) {
         fail(mDatabase.lastError());
     }
+    mInTransaction = false;
 }
 
 void DbConnection::rollback()
 {
+    // A connection whose work was taken back is not handed on.
+    mClean = false;
     mDatabase.rollback();
 }
 
@@ -286,6 +295,7 @@ constexpr int EmbeddedNotADatabase = 26;
 
 void DbConnection::fail(const QSqlError& error) const
 {
+    mClean = false;
     if (!mEmbedded) {
         raise(error);
     }

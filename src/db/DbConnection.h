@@ -85,4 +85,8 @@ private:
     QSqlDatabase mDatabase;
     bool mEmbedded = false;
     QString mFile;
+    // Whether the connection may be handed to the next operation (ConnectionReuse):
+    // no failure met, no transaction left open.
+    mutable bool mClean = true;
+    bool mInTransaction = false;
 };

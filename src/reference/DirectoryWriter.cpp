@@ -144,6 +144,28 @@ QVariant DirectoryWriter::userFieldValue(int position, const QVariant& columnVal
     }
 }
 
+void DirectoryWriter::readNextIDs(const QList<QPair<QString, QString>>& tables)
+{
+    QStringList reads;
+    QStringList names;
+    for (const auto& [table, idColumn] : tables) {
+        if (!mNextIDs.contains(table)) {
+            reads << QStringLiteral("(SELECT COALESCE(MAX(%2), 0) + 1 FROM %1 WITH (UPDLOCK, "
+                                    "HOLDLOCK))")
+                         .arg(table, idColumn);
+            names << table;
+        }
+    }
+    if (mConnection.isEmbedded() || names.size() < 2) {
+        return; // read table by table, as nextID does
+    }
+    const auto rows =
+        mConnection.select(QStringLiteral("SELECT ") + reads.join(QStringLiteral(", ")));
+    for (int i = 0; i < names.size(); ++i) {
+        mNextIDs.insert(names.at(i), rows.isEmpty() ? 1 : rows.first().value(i).toInt());
+    }
+}
+
 int DirectoryWriter::nextID(const QString& table, const QString& idColumn)
 {
     auto found = mNextIDs.find(table);
@@ -196,6 +218,10 @@ bool DirectoryWriter::loginIDTaken(const QString& loginID, int exceptUserID)
     QSqlQuery& query = prepared(sql, sql);
     run(query, values);
     const bool taken = query.next() && query.value(0).toInt() > 0;
+    // The answer is read to its end: a statement closed with its end unread makes the
+    // SQL Server driver cancel it, one more round trip.
+    while (query.next()) {
+    }
     query.finish();
     return taken;
 }
@@ -246,6 +272,10 @@ int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVar
         return value.isNull() ? fallback : value.toInt();
     };
     refuseTakenLoginID(text(userFields.at(8)));
+    if (!services.isEmpty()) {
+        readNextIDs({{QStringLiteral("fwtUser"), QStringLiteral("UserID")},
+                     {QStringLiteral("fwtService"), QStringLiteral("ServiceID")}});
+    }
     const int userID = nextID(QStringLiteral("fwtUser"), QStringLiteral("UserID"));
     QSqlQuery& user = prepared(
         QStringLiteral("user"),
