@@ -623,6 +623,13 @@ private slots:
             u"answers.ini, line 4: there is no section [sauce]; the sections are [source], "
             "[target], [stores], [users], [conflicts], [email], [service-account], [profiles] "
             "and [report]"_s);
+        row("a section name with control characters", source + u"[sa\x1b[2Juce\x01]\n"_s + rest,
+            u"answers.ini, line 4: there is no section [sa?[2Juce?]; the sections are [source], "
+            "[target], [stores], [users], [conflicts], [email], [service-account], [profiles] "
+            "and [report]"_s);
+        row("a login named twice in another letter case",
+            source + u"[users]\nlogins=jdoe, MSMITH, JDoe\n"_s,
+            u"answers.ini, line 5: [users] logins names JDoe twice"_s);
         row("an answer the section does not take", source + u"[users]\neveryone=yes\n"_s,
             u"answers.ini, line 5: [users] has no answer \"everyone\"; it takes migrate, ids, "
             "logins"_s);

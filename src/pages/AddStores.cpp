@@ -5,6 +5,7 @@
 #include "frame/GlobalVariables.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+#include "pages/ListLabel.h"
 #include "pages/PageNames.h"
 #include "pages/SelectUsers.h"
 
@@ -65,18 +66,20 @@ AddStores::AddStores(QWidget* parent)
     FromE55Btn = named(new QPushButton(QStringLiteral("<"), this), "FromE55Btn");
     Label3 = named(new QLabel(QStringLiteral("Exchange 5.5 Servers:"), this), "Label3");
     E55ServersLbx = named(new QListWidget(this), "E55ServersLbx");
-    Label1->setBuddy(ServersDetectedLbx);
-    Label2->setBuddy(E2kServersLbx);
-    Label3->setBuddy(E55ServersLbx);
+    labelList(Label1, ServersDetectedLbx);
+    labelList(Label2, E2kServersLbx);
+    labelList(Label3, E55ServersLbx);
 
     const auto describe = [](QPushButton* button, const QString& what) {
         button->setToolTip(what);
         button->setAccessibleName(what);
     };
     describe(ToE2kBtn, QStringLiteral("Move to the Exchange 2000/2003 servers"));
-    describe(FromE2kBtn, QStringLiteral("Move back to the servers detected"));
+    describe(FromE2kBtn, QStringLiteral("Move back from the Exchange 2000/2003 servers to the "
+                                        "servers detected"));
     describe(ToE55Btn, QStringLiteral("Move to the Exchange 5.5 servers"));
-    describe(FromE55Btn, QStringLiteral("Move back to the servers detected"));
+    describe(FromE55Btn,
+             QStringLiteral("Move back from the Exchange 5.5 servers to the servers detected"));
 
     auto* e2kButtons = new QVBoxLayout;
     e2kButtons->addStretch(1);

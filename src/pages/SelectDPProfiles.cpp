@@ -1,4 +1,5 @@
 #include "pages/SelectDPProfiles.h"
+#include "pages/ListLabel.h"
 
 #include "db/VarnelDBCon.h"
 #include "frame/CommonFunctions.h"
@@ -48,10 +49,10 @@ SelectDPProfiles::SelectDPProfiles(QWidget* parent)
     SUExpl->setWordWrap(true);
     Label1 = named(new QLabel(QStringLiteral("Profiles:"), this), "Label1");
     lstOldProfiles = named(new QListWidget(this), "lstOldProfiles");
-    Label1->setBuddy(lstOldProfiles);
+    labelList(Label1, lstOldProfiles);
     Label2 = named(new QLabel(QStringLiteral("Profiles to Migrate:"), this), "Label2");
     lstNewProfiles = named(new QListWidget(this), "lstNewProfiles");
-    Label2->setBuddy(lstNewProfiles);
+    labelList(Label2, lstNewProfiles);
 
     OldToMigrateBtn = named(new QPushButton(this), "OldToMigrateBtn");
     OldToMigrateBtn->setIcon(style()->standardIcon(QStyle::SP_ArrowRight));

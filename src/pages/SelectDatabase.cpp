@@ -1,20 +1,17 @@
+// The window both database pages share: the server, the authentication and the
+// credentials, the database list with "Refresh", and saving and restoring what was
+// entered. Next's verification and way on are in SelectDatabaseVerification.cpp.
 #include "pages/SelectDatabase.h"
 
 #include "db/AdministrativeDBCon.h"
 #include "db/ConnectionString.h"
 #include "frame/CommonFunctions.h"
-#include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
-#include "pages/AddStores.h"
-#include "pages/BackToVarnelPage.h"
 #include "pages/BusyCursor.h"
 #include "pages/HelpForm.h"
-#include "pages/PageNames.h"
-#include "pages/Pages.h"
-#include "pages/SelectUsers.h"
 
 #include <QComboBox>
 #include <QFocusEvent>
@@ -35,8 +32,6 @@ const QString HelpText = QStringLiteral(
     "database server manually.\r\n2) Select authentication method, enter login ID and password "
     "if you selected SQL authentication.\r\n3) Press \"Load Database\".\r\n4) Select a "
     "database.");
-
-const QString IncorrectSelectionTitle = QStringLiteral("Incorrect database selection");
 
 template <typename Widget> Widget* named(Widget* widget, const char* name)
 {
@@ -84,6 +79,8 @@ SelectDatabase::SelectDatabase(const QString& name, const QString& caption, cons
     LoadDatabasesBtn = named(new QPushButton(QStringLiteral("Refresh"), this), "LoadDatabasesBtn");
     HelpBtn = named(new QPushButton(QStringLiteral("?"), this), "HelpBtn");
     HelpBtn->setToolTip(QStringLiteral("Help"));
+    // A screen reader would read the "?" as the button's name.
+    HelpBtn->setAccessibleName(HelpBtn->toolTip());
 
     auto* credentials = new QGridLayout(frmCredentials);
     credentials->addWidget(lblLoginID, 0, 0);
@@ -313,98 +310,4 @@ void SelectDatabase::DatabaseCbx_GotFocus()
 void SelectDatabase::HelpBtn_Click()
 {
     HelpForm::showHelp(HelpText);
-}
-
-void SelectDatabase::VerifierDeleter::operator()(Verifier* verifier) const
-{
-    verifier->gbUnloadVerifier = true;
-    verifier->unload();
-}
-
-std::optional<Verifier::Flags> SelectDatabase::runVerification(VerifierHolder& verifier)
-{
-    verifier.reset(qobject_cast<Verifier*>(Pages::create(PageNames::Verifier)));
-    if (!verifier) {
-        return std::nullopt;
-    }
-    verifier->move(frameGeometry().center() - verifier->rect().center());
-    verifier->show();
-    // Nothing on this page changes while the verification runs.
-    setEnabled(false);
-    long number = 0;
-    QString description;
-    try {
-        const Verifier::Flags flags = verifier->Verify();
-        setEnabled(true);
-        return flags;
-    } catch (const MigrationError& error) {
-        number = error.number();
-        description = error.description();
-    } catch (const std::exception& error) {
-        description = QString::fromLocal8Bit(error.what());
-    }
-    setEnabled(true);
-    QString step = verifier->step();
-    if (step.endsWith(QLatin1String("..."))) {
-        step.chop(3);
-    }
-    CommonFunctions::WriteLog(QStringLiteral("%1: %2 failed with error %3: %4")
-                                  .arg(objectName(), step)
-                                  .arg(number)
-                                  .arg(description));
-    AppPrompter::prompter().message(
-        QStringLiteral("%1 failed.\r\n\r\nError %2: %3").arg(step).arg(number).arg(description),
-        QStringLiteral("Verification failed"), Prompter::Icon::Critical, Prompter::Buttons::Ok,
-        this);
-    return std::nullopt;
-}
-
-void SelectDatabase::tellIncorrectSource()
-{
-    AppPrompter::prompter().message(
-        CommonFunctions::ReplaceAppNames(
-            QStringLiteral("The database you selected as a an <EXAPP> database was either corrupt "
-                           "or not an <EXAPP> database. Please select another database.")),
-        IncorrectSelectionTitle, Prompter::Icon::Exclamation, Prompter::Buttons::Ok, this);
-}
-
-void SelectDatabase::tellIncorrectTarget()
-{
-    AppPrompter::prompter().message(
-        CommonFunctions::ReplaceAppNames(QStringLiteral(
-            "The database you selected as a an <IMAPP> directory database was either corrupt or "
-            "not an <IMAPP> Directory database. Please select another database.")),
-        IncorrectSelectionTitle, Prompter::Icon::Exclamation, Prompter::Buttons::Ok, this);
-}
-
-void SelectDatabase::openStoresOrUsers(const Verifier& verifier, bool backToVarnel,
-                                       const QString& storesLogLine, const QString& usersLogLine)
-{
-    if (verifier.flags().storesMissing) {
-        if (!storesLogLine.isEmpty()) {
-            CommonFunctions::WriteLog(storesLogLine);
-        }
-        GlobalVariables::gbAddStores = true;
-        const QStringList servers = verifier.gcStoresNotAdded;
-        const CollectionPtr conflicts = verifier.mcConflicts;
-        handOverTo<AddStores>(PageNames::AddStores, Restore::Next,
-                              [backToVarnel, &servers, &conflicts](AddStores& page) {
-                                  page.setBackToVarnel(backToVarnel);
-                                  page.setDetectedServers(servers);
-                                  page.setConflictResult(conflicts);
-                              });
-        return;
-    }
-    if (!usersLogLine.isEmpty()) {
-        CommonFunctions::WriteLog(usersLogLine);
-    }
-    GlobalVariables::gbAddStores = false;
-    // The user selection page takes the conflicts the verification just found.
-    const CollectionPtr conflicts = verifier.mcConflicts;
-    handOverBackTo(*this, PageNames::SelectUsers, Restore::Next, backToVarnel,
-                   [&conflicts](WizardPage& page) {
-                       if (auto* users = qobject_cast<SelectUsers*>(&page)) {
-                           users->setConflictResult(conflicts);
-                       }
-                   });
 }

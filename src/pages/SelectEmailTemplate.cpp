@@ -1,4 +1,5 @@
 #include "pages/SelectEmailTemplate.h"
+#include "pages/ListLabel.h"
 
 #include "db/VarnelDBCon.h"
 #include "directory/ZephrinFunctions.h"
@@ -43,7 +44,7 @@ SelectEmailTemplate::SelectEmailTemplate(QWidget* parent)
     DescriptionLbl->setWordWrap(true);
     Label1 = named(new QLabel(QStringLiteral("E-Mail Templates:"), this), "Label1");
     EmailTemplates = named(new QListWidget(this), "EmailTemplates");
-    Label1->setBuddy(EmailTemplates);
+    labelList(Label1, EmailTemplates);
     DoNotSend = named(new QCheckBox(QStringLiteral("Do not send e-mail"), this), "DoNotSend");
 
     auto* layout = new QVBoxLayout(this);

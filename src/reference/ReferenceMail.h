@@ -70,7 +70,6 @@ private:
     void sendSmtp(const Account& account, const QList<MailMessage::Recipient>& recipients,
                   const QByteArray& message);
     void writePickup(const QByteArray& message);
-    bool greets(const Endpoint& endpoint) const;
     bool pickupWritable() const;
 
     QString mConfigurationFolder;
