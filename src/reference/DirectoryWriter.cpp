@@ -215,6 +215,9 @@ bool DirectoryWriter::loginIDTaken(const QString& loginID, int exceptUserID)
         sql += QStringLiteral(" AND UserID <> ?");
         values << exceptUserID;
     }
+    if (!mConnection.isEmbedded()) {
+        return mConnection.number(sql, values).toLongLong() > 0;
+    }
     QSqlQuery& query = prepared(sql, sql);
     run(query, values);
     const bool taken = query.next() && query.value(0).toInt() > 0;
@@ -248,6 +251,18 @@ QSqlQuery& DirectoryWriter::prepared(const QString& key, const QString& sql)
     return *found.value();
 }
 
+void DirectoryWriter::runPrepared(const QString& key, const QString& sql,
+                                  const QVariantList& values)
+{
+    // On SQL Server a statement run once or a few times costs one round trip sent
+    // directly, where prepared it costs two (prepared and run, then unprepared).
+    if (!mConnection.isEmbedded()) {
+        mConnection.execute(sql, values);
+        return;
+    }
+    run(prepared(key, sql), values);
+}
+
 void DirectoryWriter::run(QSqlQuery& query, const QVariantList& values)
 {
     for (int index = 0; index < values.size(); ++index) {
@@ -277,19 +292,19 @@ int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVar
                      {QStringLiteral("fwtService"), QStringLiteral("ServiceID")}});
     }
     const int userID = nextID(QStringLiteral("fwtUser"), QStringLiteral("UserID"));
-    QSqlQuery& user = prepared(
+    runPrepared(
         QStringLiteral("user"),
         QStringLiteral("INSERT INTO fwtUser (UserID, FirstName, LastName, Text3, Text4, Enabled, "
                        "LanguageID, TimeZoneID, LoginID, Password, DateFormat, TimeFormat, "
                        "Option12, Option13, Option14, GraphicsOn, MobileNumber, Option17, "
                        "LogonFailureCount) "
-                       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-    run(user, {userID, text(userFields.at(1)), text(userFields.at(2)), text(userFields.at(3)),
-               text(userFields.at(4)), userFields.at(5).toBool() ? 1 : 0, number(6, 1033),
-               number(7, 24), text(userFields.at(8)), text(userFields.at(9)),
-               text(userFields.at(10)), text(userFields.at(11)), number(12, 0), number(13, 0),
-               number(14, 0), userFields.at(15).toBool() ? 1 : 0, text(userFields.at(16)),
-               userFields.at(17).toBool() ? 1 : 0, number(18, 0)});
+                       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+        {userID, text(userFields.at(1)), text(userFields.at(2)), text(userFields.at(3)),
+         text(userFields.at(4)), userFields.at(5).toBool() ? 1 : 0, number(6, 1033), number(7, 24),
+         text(userFields.at(8)), text(userFields.at(9)), text(userFields.at(10)),
+         text(userFields.at(11)), number(12, 0), number(13, 0), number(14, 0),
+         userFields.at(15).toBool() ? 1 : 0, text(userFields.at(16)),
+         userFields.at(17).toBool() ? 1 : 0, number(18, 0)});
 
     // A user's services and their settings go in with one statement each.
     QVariantList serviceValues;
@@ -343,10 +358,9 @@ void DirectoryWriter::insertRows(const QString& insertText, int columns, const Q
         const QString tuple = QLatin1Char('(') +
                               QStringList(columns, QStringLiteral("?")).join(QStringLiteral(", ")) +
                               QLatin1Char(')');
-        QSqlQuery& query =
-            prepared(insertText + QString::number(count),
-                     insertText + QStringList(count, tuple).join(QStringLiteral(", ")));
-        run(query, values.mid(qsizetype(first) * columns, qsizetype(count) * columns));
+        runPrepared(insertText + QString::number(count),
+                    insertText + QStringList(count, tuple).join(QStringLiteral(", ")),
+                    values.mid(qsizetype(first) * columns, qsizetype(count) * columns));
     }
 }
 

@@ -67,6 +67,9 @@ public:
 private:
     QSqlQuery& prepared(const QString& key, const QString& sql);
     void run(QSqlQuery& query, const QVariantList& values);
+    // Runs the statement prepared under key (embedded engine), or on SQL Server sends
+    // it with its values in one call.
+    void runPrepared(const QString& key, const QString& sql, const QVariantList& values);
     // Inserts rows of `columns` values each, several rows per statement.
     void insertRows(const QString& insertText, int columns, const QVariantList& values);
 
