@@ -20,10 +20,9 @@ class QSqlDatabase;
 // SQL Server connections are kept the same way while a Scope lives, by their ODBC
 // connection text: the next DbConnection with the same text gets the session the last
 // one closed, idle, outside any transaction, as the driver manager's pool would hand
-// it over, but without what every opening through the pool costs in round trips (the
-// pool's probe, and the statements the Qt driver sends on every opening: a type
-// query and SET QUOTED_IDENTIFIER ON through a server cursor). A connection that
-// failed, or that was kept idle longer than the pool keeps one, is closed instead.
+// it over, but without the round trip that every opening through the Qt driver costs
+// (SET QUOTED_IDENTIFIER ON, sent through a server cursor). A connection that failed,
+// or that was kept idle longer than the pool keeps one, is closed instead.
 namespace ConnectionReuse {
 
 class Scope
