@@ -110,6 +110,37 @@ private slots:
         QCOMPARE(logBytes(fallback), QByteArray("a\r\nZo\xeb\r\n\r\nb\r\n\r\n"));
     }
 
+    // A program installed under /usr writes its log to the per-user folder even where
+    // it could write its own folder (root's runs): nothing of a run lands in /usr.
+    void installedProgramLogsPerUser_data()
+    {
+        QTest::addColumn<QString>("programFolder");
+        QTest::addColumn<bool>("perUser");
+        QTest::newRow("package") << u"/usr/bin"_s << true;
+        QTest::newRow("cmake --install") << u"/usr/local/bin"_s << true;
+        QTest::newRow("written as /usr//bin/..") << u"/usr//bin/../bin"_s << true;
+        QTest::newRow("a folder called usr elsewhere") << u"usr/bin"_s << false;
+    }
+
+    void installedProgramLogsPerUser()
+    {
+        QFETCH(QString, programFolder);
+        QFETCH(bool, perUser);
+        const QString folder =
+            programFolder.startsWith(u'/') ? programFolder : mFolder->filePath(programFolder);
+        QVERIFY(QDir().mkpath(perUser ? FallbackLogFolder() : folder));
+        GlobalVariables::gsProgramFolder = folder;
+        const QString inProgramFolder = folder + u"/"_s + GlobalVariables::gsLogFileName;
+        const bool wasThere = QFile::exists(inProgramFolder);
+
+        QVERIFY(WriteLog(u"Introduction Launched"_s));
+        QCOMPARE(LastLogFilePath(), (perUser ? FallbackLogFolder() : folder) + u"/"_s +
+                                        GlobalVariables::gsLogFileName);
+        if (perUser && !wasThere) {
+            QVERIFY2(!QFile::remove(inProgramFolder), "the log was written into /usr");
+        }
+    }
+
     // On a full disk an entry goes whole into the per-user file, and nothing of it is
     // left in the program folder's file; an entry that fits again goes back there.
     void logOnFullDisk()

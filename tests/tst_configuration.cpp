@@ -1,3 +1,4 @@
+#include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "reference/IniConfiguration.h"
 #include "reference/ReferencePasswordEncoder.h"
@@ -180,6 +181,40 @@ private slots:
     }
 
 private:
+    // --config first, then ZEPHRIN_CONFIG; without either, an installed program reads
+    // the system's file and one run from its build folder the file beside it.
+    void whereTheFileIsLooked_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::addColumn<QString>("environment");
+        QTest::addColumn<QString>("programFolder");
+        QTest::addColumn<QString>("path");
+        QTest::newRow("option") << u"/a.ini"_s << u"/b.ini"_s << u"/usr/bin"_s << u"/a.ini"_s;
+        QTest::newRow("environment") << QString() << u"/b.ini"_s << u"/usr/bin"_s << u"/b.ini"_s;
+        QTest::newRow("package") << QString() << QString() << u"/usr/bin"_s
+                                 << u"/etc/varnel-migrate/zephrin.ini"_s;
+        QTest::newRow("cmake --install") << QString() << QString() << u"/usr/local/bin"_s
+                                         << u"/etc/varnel-migrate/zephrin.ini"_s;
+        QTest::newRow("build folder") << QString() << QString() << u"/home/a/usr/build"_s
+                                      << u"/home/a/usr/build/zephrin.ini"_s;
+        QTest::newRow("opt") << QString() << QString() << u"/opt/varnel-migrate"_s
+                             << u"/opt/varnel-migrate/zephrin.ini"_s;
+    }
+
+    void whereTheFileIsLooked()
+    {
+        QFETCH(QString, option);
+        QFETCH(QString, environment);
+        QFETCH(QString, programFolder);
+        const QByteArray saved = qgetenv("ZEPHRIN_CONFIG");
+        qputenv("ZEPHRIN_CONFIG", environment.toLocal8Bit());
+        GlobalVariables::gsProgramFolder = programFolder;
+        const QString path = IniConfiguration::locate(option);
+        qputenv("ZEPHRIN_CONFIG", saved);
+        GlobalVariables::gsProgramFolder.clear();
+        QTEST(path, "path");
+    }
+
     void write(const QByteArray& contents)
     {
         QFile file(mPath);

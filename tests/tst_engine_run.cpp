@@ -30,6 +30,7 @@
 #include <QSqlRecord>
 #include <QStandardPaths>
 #include <QTest>
+#include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -885,25 +886,58 @@ private slots:
                  QStringList({u"0"_s}));
     }
 
-    // An action code the run does not know writes nothing; the user is listed as not
-    // migrated, and the log says why.
-    void anActionTheRunDoesNotKnow()
+    // A user stopped before anything is written is reported as such, not as a failed
+    // delete: an action code the run does not know, or a replacement (action 2) whose
+    // password or time zone cannot be converted. The log says why; the Directory user
+    // that was to be replaced is still there.
+    void nothingWrittenIsReportedAsSuch_data()
     {
+        QTest::addColumn<int>("user");
+        QTest::addColumn<int>("action");
+        QTest::addColumn<QString>("sourceChange");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QString>("logLine");
+        const QString nothingDeleted =
+            u"Failed to prepare user for reinsertion, nothing was deleted."_s;
+        QTest::newRow("unknown action")
+            << 1 << 9 << QString() << u"Unknown action for user, nothing was written."_s
+            << u"Action Failed Va User ID: 1 Error Number: 5 Error Description: The action code "
+               "9 is not one of 0, 1, 2 and 6; nothing was written for this user"_s;
+        QTest::newRow("replacement, password not character codes")
+            << 22 << 2 << u"UPDATE VA_User SET Password = ',115,ecret,' WHERE UserID = 22"_s
+            << nothingDeleted
+            << u"CharCodesToText Failed Va User ID: 22 Error Number: 13 Error Description: "_s;
+        QTest::newRow("replacement, time zone not a number")
+            << 22 << 2
+            << u"UPDATE VA_UserSetting SET SettingValue = 'Europe' WHERE UserID = 22 AND "
+               "SettingID = (SELECT SettingID FROM VA_Setting WHERE SettingName = "
+               "'TimezoneIndex')"_s
+            << nothingDeleted << u"ConvertTimezoneID Failed Va User ID: 22 Error Number: "_s;
+    }
+
+    void nothingWrittenIsReportedAsSuch()
+    {
+        QFETCH(int, user);
+        QFETCH(int, action);
+        QFETCH(QString, sourceChange);
+        QFETCH(QString, error);
+        QFETCH(QString, logLine);
+        if (!sourceChange.isEmpty()) {
+            DbConnection(demo->sourceConnectionString).execute(sourceChange);
+        }
         RunChoices choices;
-        choices.users = {1};
-        choices.actions = {{1, 9}};
-        const int before = directory(u"SELECT UserID FROM fwtUser"_s).size();
-        QCOMPARE(run(choices), u"\r\nStatus, migrated users:\r\n\r\n"
-                               "0 of 1 user(s) successfully migrated\r\n\r\n"
-                               "1 of 1 user(s) not migrated due to error\r\n\r\n"
-                               "    James Smith\r\n\r\n"
-                               "        Warning(s):\r\n"
-                               "        Error:\r\n\r\n\r\n\r\n\r\n"_s +
-                                   profileLine(0, 0));
-        QCOMPARE(directory(u"SELECT UserID FROM fwtUser"_s).size(), before);
-        QVERIFY(fixture->newLogEntries().contains(
-            u"Action Failed Va User ID: 1 Error Number: 5 Error Description: The action code 9 "
-            "is not one of 0, 1, 2 and 6; nothing was written for this user"_s));
+        choices.users = {user};
+        choices.actions = {{user, action}};
+        choices.newPasswords = false;
+        const QStringList before = directory(u"SELECT UserID, LoginID FROM fwtUser"_s);
+        const QString report = run(choices);
+        QVERIFY2(report.contains(u"\r\n        Error:\r\n\r\n        "_s + error + u"\r\n"_s),
+                 qPrintable(report));
+        QCOMPARE(directory(u"SELECT UserID, LoginID FROM fwtUser"_s), before);
+        const QStringList log = fixture->newLogEntries();
+        QVERIFY2(std::any_of(log.begin(), log.end(),
+                             [&](const QString& line) { return line.startsWith(logLine); }),
+                 qPrintable(log.join(u'\n')));
         QCOMPARE(engine->cMailQueue->count(), 0);
     }
 

@@ -318,6 +318,7 @@ private slots:
     void initTestCase()
     {
         QVERIFY(mWork.isValid());
+        mProgramFolderFiles = programFolderFiles();
         mDemoFolder = mWork.filePath(u"demo"_s);
         mPristine = mWork.filePath(u"pristine"_s);
         const DemoInstallation demo = DemoInstallation::Create(mDemoFolder);
@@ -357,6 +358,9 @@ private slots:
     }
 
     void cleanup() { QCOMPARE(PageFixture::openConnections(), QStringList()); }
+
+    // The program's runs leave nothing in the folder of the build.
+    void cleanupTestCase() { QCOMPARE(programFolderFiles(), mProgramFolderFiles); }
 
     void answersRunGivesTheClickedRun_data()
     {
@@ -812,6 +816,58 @@ private slots:
                  QStringList({u"Company GPRS"_s, u"Sales WAP dial-in"_s}));
     }
 
+    void unopenedDirectoryStops_data() { Engines::rows(); }
+
+    // A Directory that zephrin.ini names but that cannot be opened (SQL Server refuses
+    // the password, 18456 on the test server too; on the embedded engine, which has no
+    // logins, the database is not there) stops the walk with the target page's message
+    // and what the database said, which the log has after the check's answer.
+    void unopenedDirectoryStops()
+    {
+        QFETCH(QString, engine);
+        PageFixture fixture;
+        const DemoData::DemoContent content = DemoData::Generate(12);
+        const TestDatabase source(engine, u"Varnel"_s);
+        VarnelBuilder::WriteTo(source.connectionString(), content.source);
+        const bool sqlServer = engine == Engines::SqlServer;
+        const ConnectionParts parts = ParseConnectionString(source.connectionString());
+        // The form the wizard reads from zephrin.ini: "Data source=" and "Initial
+        // Catalog=", each value ended by ";".
+        const QString directory =
+            u"Provider=SQLOLEDB.1;Data source=%1;Initial Catalog=%2;uid=%3;pwd=%4"_s.arg(
+                parts.dataSource, sqlServer ? u"master"_s : u"Missing"_s, parts.userID,
+                u"not the password"_s);
+        const QString mail = QDir(fixture.folder()).filePath(u"mail"_s);
+        QVERIFY(QDir().mkpath(mail));
+        const QString ini = QDir(fixture.folder()).filePath(u"zephrin.ini"_s);
+        writeFile(ini, configuration(directory, mail));
+        Components::setFactory(std::make_shared<TargetComponentFactory>(ini));
+
+        QString text = exampleFor(u"unused"_s);
+        text.replace(text.left(text.indexOf(u"[stores]"_s)), databaseSection(u"source"_s, source));
+        const Run run = runAnswers(fixture.folder(), text);
+
+        QCOMPARE(run.status, 2);
+        const QString told =
+            u"The wizard says \"The database you selected as a an Zephrin 4.5 directory database "
+            "was either corrupt or not an Zephrin 4.5 Directory database. Please select another "
+            "database.\" (Incorrect database selection): "_s;
+        const QString why = sqlServer ? u"Error 18456: "_s
+                                      : u"Error -2147467259: Cannot open database \"Missing\": "
+                                        "no such database in "_s;
+        QVERIFY2(run.stopReason.startsWith(told + why), qPrintable(run.stopReason));
+        const QString failure = run.stopReason.mid(told.size());
+        const QStringList log = fixture.logEntries();
+        QVERIFY2(log.contains(u"Verifier: AdministrativeDBCon.CheckImportDatabase False"_s),
+                 qPrintable(log.join(u'\n')));
+        QVERIFY2(log.contains(u"Verifier: AdministrativeDBCon.CheckImportDatabase could not open "
+                              "the database: "_s +
+                              failure),
+                 qPrintable(log.join(u'\n')));
+        // The source page's handler goes on to the target page before the walk stops.
+        QVERIFY(log.contains(Stopped + run.stopReason));
+    }
+
     void outcomeCsvRoundTrip_data() { Engines::rows(); }
 
     // Names with quotes, commas and line breaks come back from the outcome file field
@@ -978,14 +1034,28 @@ private:
         Components::setFactory(
             std::make_shared<TargetComponentFactory>(mDemoFolder + u"/zephrin.ini"_s));
     }
-    // The program writes its log beside itself; the test takes it away again.
+    // The program writes its log beside itself, and the files named after the log
+    // (MigrationLog<time>-DeletedUsers.txt of a replacement); the test takes them away
+    // again.
     static void removeLogNamedIn(const QString& output)
     {
         const QRegularExpressionMatch log =
             QRegularExpression(u"^Log: (.*)$"_s, QRegularExpression::MultilineOption).match(output);
-        if (log.hasMatch()) {
-            QFile::remove(log.captured(1));
+        if (!log.hasMatch()) {
+            return;
         }
+        const QFileInfo file(log.captured(1));
+        const QDir folder = file.absoluteDir();
+        for (const QString& name :
+             folder.entryList({file.completeBaseName() + u"*"_s}, QDir::Files)) {
+            QFile::remove(folder.filePath(name));
+        }
+    }
+    // The files the program may leave beside itself.
+    static QStringList programFolderFiles()
+    {
+        return QDir(QFileInfo(QStringLiteral(VARNEL_MIGRATE_BINARY)).absolutePath())
+            .entryList({u"MigrationLog*"_s, u"*.csv"_s, u"*.txt"_s}, QDir::Files, QDir::Name);
     }
 
     QTemporaryDir mWork;
@@ -994,6 +1064,7 @@ private:
     QString mDirectory;
     QString mClickedReportPath;
     QString mWrittenAnswers;
+    QStringList mProgramFolderFiles;
     Traces mClicked;
 };
 

@@ -225,9 +225,9 @@ private slots:
         QFETCH(QString, engine);
         TestDatabase database(engine);
         const QString cs = writeSource(database, {});
-        const CollectionPtr input = records(
-            {"Yan/Young", "Jan/de Vries", "Ann/ADAMS", "bob/Brown", "Ann/Adams", "Eva/\u00c5berg"});
-        const CollectionPtr vries = input->collection(2);
+        const CollectionPtr input = records({"Yan/Young", "Ann/adams", "Jan/de Vries", "Ann/ADAMS",
+                                             "bob/Brown", "Ann/Adams", "Eva/\u00c5berg"});
+        const CollectionPtr vries = input->collection(3);
         const CollectionPtr sorted = SortUsersByName(input, cs);
         QStringList names;
         for (int i = 1; i <= sorted->count(); ++i) {
@@ -235,20 +235,45 @@ private slots:
             names.append(sorted->collection(i)->item(u"FullName"_s).toString());
         }
         // "de Vries" sorts among the upper-case names and an accented capital among its
-        // letter, in dictionary order; equal names keep both records, the embedded
-        // engine in input order, SQL Server in an order of its own.
-        QStringList expected = {u"\u00c5berg, Eva"_s, "ADAMS, Ann",    "Adams, Ann",
-                                "Brown, bob",         "de Vries, Jan", "Young, Yan"};
-        if (!database.isEmbedded()) {
-            names.replaceInStrings(u"ADAMS"_s, u"Adams"_s);
-            expected.replaceInStrings(u"ADAMS"_s, u"Adams"_s);
-        }
+        // letter, in dictionary order; equal names keep both records in input order on
+        // both engines.
+        const QStringList expected = {u"\u00c5berg, Eva"_s, "adams, Ann", "ADAMS, Ann",
+                                      "Adams, Ann",         "Brown, bob", "de Vries, Jan",
+                                      "Young, Yan"};
         QCOMPARE(names, expected);
         // The records are the input's own, now carrying "FullName".
-        QVERIFY(sorted->collection(5) == vries);
+        QVERIFY(sorted->collection(6) == vries);
         QCOMPARE(vries->item(u"FullName"_s).toString(), u"de Vries, Jan"_s);
         QCOMPARE(SortUsersByName(Collection::create(), cs)->count(), 0);
         QCOMPARE(workingTables(database), QStringList());
+    }
+
+    // Many users of one name, written in three ways, among others: they come out in
+    // the order of the list on both engines, so a report lists them alike.
+    void sortKeepsListOrderOfEqualNames_data() { Engines::rows(); }
+
+    void sortKeepsListOrderOfEqualNames()
+    {
+        QFETCH(QString, engine);
+        TestDatabase database(engine);
+        const QString cs = writeSource(database, {});
+        const QStringList spellings = {u"Ann/Adams"_s, u"ANN/ADAMS"_s, u"ann/adams"_s};
+        QStringList input;
+        QStringList expected;
+        for (int i = 0; i < 60; ++i) {
+            input << spellings.at((i * 7) % 3) << u"Bo/Zed%1"_s.arg(i % 10);
+            expected << spellings.at((i * 7) % 3).section(u'/', 1) + u", "_s +
+                            spellings.at((i * 7) % 3).section(u'/', 0, 0);
+        }
+        const CollectionPtr sorted = SortUsersByName(records(input), cs);
+        QStringList adams;
+        for (int i = 1; i <= sorted->count(); ++i) {
+            const QString name = sorted->collection(i)->item(u"FullName"_s).toString();
+            if (name.startsWith(u"adams"_s, Qt::CaseInsensitive)) {
+                adams << name;
+            }
+        }
+        QCOMPARE(adams, expected);
     }
 
     // A quote in a name: SQL Server gets the names as they stand, so the batch fails

@@ -1,3 +1,4 @@
+#include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "directory/ZephrinFunctions.h"
 #include "frame/GlobalVariables.h"
@@ -5,6 +6,7 @@
 #include "frame/StatusHolder.h"
 #include "pages/PageNames.h"
 #include "pages/Verifier.h"
+#include "support/Engines.h"
 #include "support/PageFixture.h"
 
 #include <QCheckBox>
@@ -188,6 +190,57 @@ private slots:
         } else {
             QVERIFY(page->mcConflicts == nullptr);
         }
+    }
+
+    // A database that cannot be opened answers its check false like any database that
+    // is not what it was chosen as; the log adds why after the check's own line, and
+    // the page keeps it for the database page's message. SQL Server refuses a wrong
+    // password with 18456 (the test server too); the embedded engine has no logins,
+    // so a database that is not there stands for it.
+    void unopenedDatabaseSaysWhy_data()
+    {
+        Engines::addColumn();
+        QTest::addColumn<bool>("target");
+        Engines::newRows("source", false);
+        Engines::newRows("target", true);
+    }
+
+    void unopenedDatabaseSaysWhy()
+    {
+        QFETCH(QString, engine);
+        QFETCH(bool, target);
+        const bool sqlServer = engine == Engines::SqlServer;
+        const QString unopened =
+            sqlServer ? BuildSqlConnectionString(Engines::sqlServerAddress(), u"master"_s,
+                                                 Engines::sqlServerLogin(), u"not the password"_s)
+                      : BuildTrustedConnectionString(u"sqlite:"_s + mFixture->demo().folder,
+                                                     u"Missing"_s);
+        if (target) {
+            StatusHolder::SetZephrinDatabase({}, {}, 0, 0, {}, {}, true, unopened);
+        } else {
+            StatusHolder::SetVarnelDatabase({}, {}, 0, 0, {}, {}, true, unopened);
+        }
+        Verifier* page = mFixture->open<Verifier>(PageNames::Verifier);
+        QVERIFY(page != nullptr);
+        mFixture->markLog();
+
+        const Verifier::Flags result = page->Verify();
+
+        QCOMPARE(result.importValid, false);
+        const QString check = target ? u"AdministrativeDBCon.CheckImportDatabase"_s
+                                     : u"AdministrativeDBCon.CheckExportDatabase"_s;
+        const QString failure = page->checkFailure();
+        QVERIFY2(failure.startsWith(sqlServer ? u"Error 18456: "_s
+                                              : u"Error -2147467259: Cannot open database "
+                                                "\"Missing\": no such database in "_s),
+                 qPrintable(failure));
+        QStringList expected;
+        if (target) {
+            expected << u"Verifier: AdministrativeDBCon.CheckExportDatabase True"_s;
+        }
+        expected << u"Verifier: "_s + check + u" False"_s
+                 << u"Verifier: "_s + check + u" could not open the database: "_s + failure;
+        QCOMPARE(mFixture->newLogEntries(), expected);
     }
 
     // Each box is ticked before the pause that follows its step, while the window is

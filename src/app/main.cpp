@@ -4,6 +4,7 @@
 #include "frame/CommonFunctions.h"
 #include "frame/MigrationError.h"
 #include "frame/Prompter.h"
+#include "pages/DisplayCheck.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/StartupOptions.h"
@@ -63,13 +64,14 @@ void useConfiguration(const QString& path)
     }
 }
 
-// Printing the options or only making a demo opens no window, so neither needs a
-// display.
+// Printing the options or the version, or only making a demo, opens no window, so
+// none of them needs a display.
 bool needsWindow(int argc, char* argv[])
 {
     for (int i = 1; i < argc; ++i) {
         const QByteArray argument(argv[i]);
-        if (argument == "--no-wizard" || argument == "--help" || argument == "-h") {
+        if (argument == "--no-wizard" || argument == "--help" || argument == "-h" ||
+            argument == "--version" || argument == "-v") {
             return false;
         }
     }
@@ -136,12 +138,19 @@ int main(int argc, char* argv[])
     if (unattended(argc, argv) && qgetenv("QT_QPA_PLATFORM") == "offscreen") {
         defaultHandler = qInstallMessageHandler(quietOffscreen);
     }
+    // Without a display the command line is still read, so that an error, the help
+    // or the version is told as usual; the wizard itself then refuses to start.
+    const bool window = needsWindow(argc, argv) && DisplayCheck::displayNamed(argc, argv);
+    if (window) {
+        DisplayCheck::exitWhenUnreachable(2);
+    }
     const std::unique_ptr<QCoreApplication> app =
-        needsWindow(argc, argv) ? std::make_unique<QApplication>(argc, argv)
-                                : std::make_unique<QCoreApplication>(argc, argv);
+        window ? std::make_unique<QApplication>(argc, argv)
+               : std::make_unique<QCoreApplication>(argc, argv);
     // The name also names the per-user folder that takes the log when the
     // program's folder cannot be written.
     QCoreApplication::setApplicationName(QStringLiteral("varnel-migrate"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(VARNEL_MIGRATE_VERSION));
 
     const StartupOptions options = StartupOptions::parse(QCoreApplication::arguments());
     if (!options.error.isEmpty()) {
@@ -151,6 +160,16 @@ int main(int argc, char* argv[])
     if (options.helpRequested) {
         std::fputs(qPrintable(options.helpText), stdout);
         return 0;
+    }
+    if (options.versionRequested) {
+        printLine(stdout, QCoreApplication::applicationName() + QLatin1Char(' ') +
+                              QCoreApplication::applicationVersion());
+        return 0;
+    }
+    if (!window && !options.noWizard) {
+        const QString reason = QStringLiteral("no display was found");
+        printLine(stderr, DisplayCheck::missingDisplayMessage(reason));
+        return 2;
     }
 
     QString configPath = options.configPath;

@@ -9,10 +9,34 @@
 #include <QFileInfo>
 #include <QSqlDatabase>
 #include <QSqlQuery>
+#include <memory>
 
 namespace AdministrativeDBCon {
 
 namespace {
+
+// The connection of an identity check, or null when the database cannot be opened
+// (the server refuses the login, the file is missing): failure, when asked for, then
+// gets "Error <number>: <description>" of that, and is otherwise left empty. What the
+// queries meet once the database is open is the check's answer, not a failure.
+std::unique_ptr<DbConnection> openForCheck(const QString& connectionString, QString* failure)
+{
+    if (failure != nullptr) {
+        failure->clear();
+    }
+    try {
+        return std::make_unique<DbConnection>(connectionString);
+    } catch (const MigrationError& error) {
+        if (failure != nullptr) {
+            *failure = QStringLiteral("Error %1: %2").arg(error.number()).arg(error.description());
+        }
+    } catch (const std::exception& error) {
+        if (failure != nullptr) {
+            *failure = QStringLiteral("Error 0: ") + QString::fromLocal8Bit(error.what());
+        }
+    }
+    return nullptr;
+}
 
 const QString GetDatabasesSource =
     QStringLiteral("AdministrativeDBCon.") + QStringLiteral("GetDatabases - ");
@@ -100,16 +124,19 @@ QStringList GetDatabases(const QString& connectionString)
     }
 }
 
-bool CheckExportDatabase(const QString& connectionString)
+bool CheckExportDatabase(const QString& connectionString, QString* failure)
 {
     try {
-        DbConnection connection(connectionString);
+        const std::unique_ptr<DbConnection> connection = openForCheck(connectionString, failure);
+        if (!connection) {
+            return false;
+        }
         // All three queries run, as on the server; the answer is their conjunction.
-        const bool users = hasRow(connection, AdministrativeSql::ExportUsers,
+        const bool users = hasRow(*connection, AdministrativeSql::ExportUsers,
                                   AdministrativeSql::ExportUsersSqlite);
-        const bool userSettings = hasRow(connection, AdministrativeSql::ExportUserSettings,
+        const bool userSettings = hasRow(*connection, AdministrativeSql::ExportUserSettings,
                                          AdministrativeSql::ExportUserSettingsSqlite);
-        const bool settings = hasRow(connection, AdministrativeSql::ExportSettings,
+        const bool settings = hasRow(*connection, AdministrativeSql::ExportSettings,
                                      AdministrativeSql::ExportSettingsSqlite);
         return users && userSettings && settings;
     } catch (...) {
@@ -117,13 +144,16 @@ bool CheckExportDatabase(const QString& connectionString)
     }
 }
 
-bool CheckImportDatabase(const QString& connectionString)
+bool CheckImportDatabase(const QString& connectionString, QString* failure)
 {
     try {
-        DbConnection connection(connectionString);
+        const std::unique_ptr<DbConnection> connection = openForCheck(connectionString, failure);
+        if (!connection) {
+            return false;
+        }
         const auto rows =
-            connection.select(connection.isEmbedded() ? AdministrativeSql::ImportMarkerSqlite
-                                                      : AdministrativeSql::ImportMarker);
+            connection->select(connection->isEmbedded() ? AdministrativeSql::ImportMarkerSqlite
+                                                        : AdministrativeSql::ImportMarker);
         if (rows.isEmpty() || rows.first().count() < 1) {
             return false;
         }

@@ -24,12 +24,14 @@ namespace AdministrativeDBCon {
 QStringList GetDatabases(const QString& connectionString);
 
 // True when VA_User, VA_UserSetting and VA_Setting all hold at least one row.
-// Never raises.
-bool CheckExportDatabase(const QString& connectionString);
+// Never raises. When the database cannot be opened (the server refuses the login,
+// no such database) and failure is given, it gets "Error <number>: <description>" of
+// that; it is left empty when the check read the database and answered.
+bool CheckExportDatabase(const QString& connectionString, QString* failure = nullptr);
 
 // True when the database is a Directory (the stored procedure fwupDirectoryStoresGet,
-// or its embedded mark, exists). Never raises.
-bool CheckImportDatabase(const QString& connectionString);
+// or its embedded mark, exists). Never raises; failure as above.
+bool CheckImportDatabase(const QString& connectionString, QString* failure = nullptr);
 
 // (Re)creates the working tables MT_VarnelUsers / MT_ZephrinUsers on an open
 // connection, dropping a leftover of an earlier run first; and drops them.

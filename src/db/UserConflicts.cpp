@@ -9,7 +9,9 @@
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
+#include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace AdministrativeDBCon {
 
@@ -37,6 +39,42 @@ QString fillSortRow(const QString& rowTemplate, const QString& name, int index)
     text.replace(QStringLiteral("<UserName>"), name, Qt::CaseSensitive);
     text.replace(QStringLiteral("<Index>"), QString::number(index), Qt::CaseSensitive);
     return text;
+}
+
+// Two names the sort table holds as equal: letter case and trailing blanks do not
+// count, as in its collation.
+bool sameSortName(QString left, QString right)
+{
+    while (left.endsWith(QLatin1Char(' '))) {
+        left.chop(1);
+    }
+    while (right.endsWith(QLatin1Char(' '))) {
+        right.chop(1);
+    }
+    return left.compare(right, Qt::CaseInsensitive) == 0;
+}
+
+// The rows of the sort as (name, index), equal names in the order of their index:
+// SQL Server sorts by the name alone and leaves equal names in an order of its own,
+// the embedded engine sorts them by the index, so both give the same report.
+QList<std::pair<QString, int>> sortedRows(const QList<QSqlRecord>& rows)
+{
+    QList<std::pair<QString, int>> sorted;
+    sorted.reserve(rows.size());
+    for (const QSqlRecord& row : rows) {
+        sorted.append({row.value(QStringLiteral("UserName")).toString(),
+                       row.value(QStringLiteral("Index")).toInt()});
+    }
+    for (qsizetype first = 0; first < sorted.size();) {
+        qsizetype end = first + 1;
+        while (end < sorted.size() && sameSortName(sorted.at(first).first, sorted.at(end).first)) {
+            ++end;
+        }
+        std::sort(sorted.begin() + first, sorted.begin() + end,
+                  [](const auto& a, const auto& b) { return a.second < b.second; });
+        first = end;
+    }
+    return sorted;
 }
 
 // Filled statements joined by one blank, without a trailing one.
@@ -280,11 +318,9 @@ CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connect
         const QList<QSqlRecord> rows =
             connection.select(connection.isEmbedded() ? AdministrativeSql::SelectSortedSqlite
                                                       : AdministrativeSql::SelectSorted);
-        for (const QSqlRecord& row : rows) {
-            const int index = row.value(QStringLiteral("Index")).toInt();
+        for (const auto& [name, index] : sortedRows(rows)) {
             const QVariant record = users->item(index);
-            toCollection(record)->add(row.value(QStringLiteral("UserName")).toString(),
-                                      RecordKeys::FullName);
+            toCollection(record)->add(name, RecordKeys::FullName);
             sorted->add(record, QString::number(sorted->count() + 1));
         }
     }

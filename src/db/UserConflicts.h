@@ -25,7 +25,8 @@ CollectionPtr CheckForUserConflicts(const QString& sourceConnectionString,
 
 // The records of the list ordered by "Lastname, Firstname" without regard to case;
 // each record gets that text under "FullName" and the result is keyed by the decimal
-// output position. On SQL Server names go into the batch as they stand, so a "'"
+// output position. Equal names (case and trailing blanks aside) keep the order of the
+// list on both engines. On SQL Server names go into the batch as they stand, so a "'"
 // breaks it; the embedded engine binds them.
 CollectionPtr SortUsersByName(const CollectionPtr& users, const QString& connectionString);
 

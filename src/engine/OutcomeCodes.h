@@ -21,9 +21,14 @@ constexpr int ReinsertFailed = 3;
 constexpr int ReadFailed = 4;
 constexpr int Corrupt = 5;
 constexpr int MailFailed = 7;
-// A failed user whose report lists no error text (an action code the run does not
-// know, so nothing was written).
+// A failed user whose report lists no error text.
 constexpr int NoText = -1;
+// Failures that wrote nothing, with texts of their own but no number in the outcome
+// file: a replacement stopped before its delete (a password or time zone that
+// cannot be converted, no Directory user named), and an action code the run does
+// not know.
+constexpr int NothingDeleted = -2;
+constexpr int UnknownAction = -3;
 
 // The report's error text of a code; empty for a code without one.
 QString Text(int code);

@@ -134,7 +134,7 @@ void addUsers(const MigrationEngine& run, QList<OutcomeRow>& rows)
             row.text = actionText(action);
         } else {
             row.outcomeClass = QStringLiteral("error");
-            row.code = code == OutcomeCode::NoText ? QString() : QString::number(code);
+            row.code = code < 0 ? QString() : QString::number(code);
             row.text = OutcomeCode::Text(code);
             if (row.text.isEmpty()) {
                 row.text = QStringLiteral("Not migrated (the log says why)");

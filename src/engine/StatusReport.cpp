@@ -55,6 +55,10 @@ QString OutcomeCode::Text(int code)
         return QStringLiteral("Failed to create account for user");
     case MailFailed:
         return QStringLiteral("Failed to send introduction E-mail to user");
+    case NothingDeleted:
+        return QStringLiteral("Failed to prepare user for reinsertion, nothing was deleted.");
+    case UnknownAction:
+        return QStringLiteral("Unknown action for user, nothing was written.");
     default:
         return QString();
     }
@@ -173,8 +177,7 @@ void MigrationEngine::GenerateReport()
                 const QString warnings =
                     entry.grades ? UserValidation::WarningText(entry.grades) : QString();
                 const int code = entry.record->value(Action, OutcomeCode::NoText).toInt();
-                const QString error =
-                    code >= 0 && !storeStatus ? OutcomeCode::Text(code) : QString();
+                const QString error = !storeStatus ? OutcomeCode::Text(code) : QString();
                 report +=
                     IndentLines(name + CRLF, 4) +
                     IndentLines(QStringLiteral("Warning(s):") + CRLF + warnings +

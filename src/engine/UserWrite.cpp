@@ -79,14 +79,15 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
     };
 
     // A conversion that fails stops the user before anything is written; it is
-    // recorded as a failure of the action it was meant for.
-    int conversionFailure = OutcomeCode::NoText;
+    // recorded as a failure of the action it was meant for, except that a replacement
+    // says nothing was deleted, and an action the run does not know says so.
+    int conversionFailure = OutcomeCode::UnknownAction;
     if (action == ActionCode::Create || action == ActionCode::CreateAndMail) {
         conversionFailure = OutcomeCode::CreateFailed;
     } else if (action == ActionCode::Update) {
         conversionFailure = OutcomeCode::UpdateFailed;
     } else if (action == ActionCode::DeleteAndReinsert) {
-        conversionFailure = OutcomeCode::DeleteFailed;
+        conversionFailure = OutcomeCode::NothingDeleted;
     }
     QString password;
     int timezoneID = 0;
@@ -127,7 +128,7 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
                                   QStringLiteral("The migration list names no Directory user "
                                                  "for this user")};
             fail(action == ActionCode::Update ? OutcomeCode::UpdateFailed
-                                              : OutcomeCode::DeleteFailed,
+                                              : OutcomeCode::NothingDeleted,
                  missing,
                  action == ActionCode::Update ? QStringLiteral("UpdateUser")
                                               : QStringLiteral("DeleteUser"));
@@ -207,7 +208,7 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
                               QStringLiteral("The action code %1 is not one of 0, 1, 2 and 6; "
                                              "nothing was written for this user")
                                   .arg(action)};
-        fail(OutcomeCode::NoText, unknown, QStringLiteral("Action"));
+        fail(OutcomeCode::UnknownAction, unknown, QStringLiteral("Action"));
         return false;
     }
     }

@@ -5,6 +5,7 @@
 #include "frame/MigrationError.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QStandardPaths>
 
 namespace {
@@ -44,6 +45,11 @@ QString CommonFunctions::FallbackLogFolder()
     return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
 }
 
+bool CommonFunctions::InstalledUnderUsr()
+{
+    return QDir::cleanPath(ProgramFolder()).startsWith(QLatin1String("/usr/"));
+}
+
 QString CommonFunctions::LastLogFilePath()
 {
     return lastLogFilePath;
@@ -63,12 +69,13 @@ bool CommonFunctions::WriteLog(const QString& text)
     const QByteArray bytes = ToSingleByte(entry);
 
     const QString fileName = GlobalVariables::gsLogFileName;
-    if (appendEntry(ProgramFolder() + QLatin1Char('/') + fileName, bytes)) {
+    if (!InstalledUnderUsr() && appendEntry(ProgramFolder() + QLatin1Char('/') + fileName, bytes)) {
         return true;
     }
     // The program folder may not be writable (an installed program), or its disk
     // full: an entry that did not go there goes to the same file in the user's own
-    // state folder instead, which no one else may read.
+    // state folder instead, which no one else may read. So does every entry of a
+    // program installed under /usr.
     const QString fallback = FallbackLogFolder();
     if (fallback.isEmpty() || !FileWriting::MakePrivateFolder(fallback)) {
         return false;

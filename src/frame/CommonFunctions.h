@@ -43,6 +43,9 @@ bool ValueKeyExists(const CollectionPtr& collection, const QString& key);
 QString ProgramFolder();
 // Where the log goes when the program folder cannot be written.
 QString FallbackLogFolder();
+// A program installed under /usr (by its package or cmake --install) writes nothing
+// into its own folder, root's runs included: the log goes to the per-user folder.
+bool InstalledUnderUsr();
 // The full path of the log file that the last entry went to (empty before any).
 QString LastLogFilePath();
 

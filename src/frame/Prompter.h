@@ -39,6 +39,16 @@ public:
     // A box over parent, or over the active window when no parent is given.
     virtual Answer message(const QString& text, const QString& title, Icon icon,
                            Buttons buttons = Buttons::Ok, QWidget* parent = nullptr) = 0;
+    // The same box with a detail that its text leaves out (what a database answered,
+    // which the log has already): the box shows only the text; a prompter that
+    // cannot show a box (the unattended mode) adds the detail to what it reports.
+    virtual Answer messageWithDetail(const QString& text, const QString& detail,
+                                     const QString& title, Icon icon, Buttons buttons = Buttons::Ok,
+                                     QWidget* parent = nullptr)
+    {
+        Q_UNUSED(detail);
+        return message(text, title, icon, buttons, parent);
+    }
     // The chosen path, or an empty text when the dialog was cancelled. An existing file
     // may be chosen without a question: the wizard appends to it.
     virtual QString saveFileName(const QString& title, const QString& filter,

@@ -6,11 +6,54 @@
 #include "pages/PageNames.h"
 
 #include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
+
+namespace {
+
+// The report's columns line up in the font: narrow, wide, punctuation and blank
+// characters all advance alike. A font's fixed-pitch flag does not tell: some
+// monospace fonts are not flagged, because a few of their glyphs are double width.
+bool columnsLineUp(const QFont& font)
+{
+    const QFontMetricsF metrics(font);
+    const qreal width = metrics.horizontalAdvance(QStringLiteral("iiii"));
+    for (const QString& sample :
+         {QStringLiteral("WWWW"), QStringLiteral("...."), QStringLiteral("    "),
+          QStringLiteral("0000"), QStringLiteral("----"), QStringLiteral("||||")}) {
+        if (!qFuzzyCompare(metrics.horizontalAdvance(sample), width)) {
+            return false;
+        }
+    }
+    return width > 0;
+}
+
+// The desktop's monospace font when the report's columns line up in it, else the
+// first installed fixed-pitch family in which they do.
+QFont reportFont()
+{
+    const QFont system = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    if (columnsLineUp(system)) {
+        return system;
+    }
+    for (const QString& family : QFontDatabase::families()) {
+        if (!QFontDatabase::isFixedPitch(family)) {
+            continue;
+        }
+        QFont font = system;
+        font.setFamilies({family});
+        if (columnsLineUp(font)) {
+            return font;
+        }
+    }
+    return system;
+}
+
+} // namespace
 
 const QString Finish::SaveFilter = QStringLiteral("Text (*.txt);;Log (*.log);;All (*.*)");
 
@@ -21,7 +64,7 @@ Finish::Finish(QWidget* parent)
     Label1->setObjectName(QStringLiteral("Label1"));
     AfterOpInfo = new QPlainTextEdit(this);
     AfterOpInfo->setObjectName(QStringLiteral("AfterOpInfo"));
-    AfterOpInfo->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    AfterOpInfo->setFont(reportFont());
     // Long lines scroll rather than wrap, so the report's columns stay in line.
     AfterOpInfo->setLineWrapMode(QPlainTextEdit::NoWrap);
     AfterOpInfo->setTabChangesFocus(true);

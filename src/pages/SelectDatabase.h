@@ -93,9 +93,10 @@ protected:
     // failed (the database's own message) and the page stays.
     std::optional<Verifier::Flags> runVerification(VerifierHolder& verifier);
 
-    // The two messages of a database that is not what it was chosen as.
-    void tellIncorrectSource();
-    void tellIncorrectTarget();
+    // The two messages of a database that is not what it was chosen as; detail is why
+    // its check could not read it (Verifier::checkFailure), for the unattended mode.
+    void tellIncorrectSource(const QString& detail);
+    void tellIncorrectTarget(const QString& detail);
     // The route after a verification that passed: the store page when stores must be
     // typed, else the user selection page; backToVarnel tells either where its
     // Previous returns.

@@ -63,22 +63,22 @@ std::optional<Verifier::Flags> SelectDatabase::runVerification(VerifierHolder& v
     return std::nullopt;
 }
 
-void SelectDatabase::tellIncorrectSource()
+void SelectDatabase::tellIncorrectSource(const QString& detail)
 {
-    AppPrompter::prompter().message(
+    AppPrompter::prompter().messageWithDetail(
         CommonFunctions::ReplaceAppNames(
             QStringLiteral("The database you selected as a an <EXAPP> database was either corrupt "
                            "or not an <EXAPP> database. Please select another database.")),
-        IncorrectSelectionTitle, Prompter::Icon::Exclamation, Prompter::Buttons::Ok, this);
+        detail, IncorrectSelectionTitle, Prompter::Icon::Exclamation, Prompter::Buttons::Ok, this);
 }
 
-void SelectDatabase::tellIncorrectTarget()
+void SelectDatabase::tellIncorrectTarget(const QString& detail)
 {
-    AppPrompter::prompter().message(
+    AppPrompter::prompter().messageWithDetail(
         CommonFunctions::ReplaceAppNames(QStringLiteral(
             "The database you selected as a an <IMAPP> directory database was either corrupt or "
             "not an <IMAPP> Directory database. Please select another database.")),
-        IncorrectSelectionTitle, Prompter::Icon::Exclamation, Prompter::Buttons::Ok, this);
+        detail, IncorrectSelectionTitle, Prompter::Icon::Exclamation, Prompter::Buttons::Ok, this);
 }
 
 void SelectDatabase::openStoresOrUsers(const Verifier& verifier, bool backToVarnel,

@@ -101,10 +101,10 @@ void SelectVarnel::NextBtn_Click()
     }
     if (!flags->exportValid) {
         log(QStringLiteral("Next to me"));
-        tellIncorrectSource();
+        tellIncorrectSource(verifier->checkFailure());
     } else if (!flags->importValid) {
         log(QStringLiteral("next to SelectZephrin"));
-        tellIncorrectTarget();
+        tellIncorrectTarget(verifier->checkFailure());
         handOver(PageNames::SelectZephrin, Restore::Next);
     } else {
         openStoresOrUsers(*verifier, true, QStringLiteral("SelectVarnel: Next to AddStores"),

@@ -39,10 +39,10 @@ void SelectZephrin::NextBtn_Click()
     if (!flags->exportValid) {
         // The source page comes back empty; what was entered on it stays in the state
         // store.
-        tellIncorrectSource();
+        tellIncorrectSource(verifier->checkFailure());
         handOver(PageNames::SelectVarnel, Restore::None);
     } else if (!flags->importValid) {
-        tellIncorrectTarget();
+        tellIncorrectTarget(verifier->checkFailure());
     } else {
         openStoresOrUsers(*verifier, false, QString(), QString());
     }

@@ -28,6 +28,8 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
         "Migrates users, stores and Device Provisioning profiles into a Directory database."));
     const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
                                         QStringLiteral("Shows these options."));
+    const QCommandLineOption versionOption({QStringLiteral("v"), QStringLiteral("version")},
+                                           QStringLiteral("Prints the program's version."));
     const QCommandLineOption configOption(QStringLiteral("config"),
                                           QStringLiteral("Reads the configuration from <file>."),
                                           QStringLiteral("file"));
@@ -61,6 +63,7 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
                        "CSV, once the migration's report is ready."),
         QStringLiteral("file"));
     parser.addOption(helpOption);
+    parser.addOption(versionOption);
     parser.addOption(configOption);
     parser.addOption(demoOption);
     parser.addOption(usersOption);
@@ -77,6 +80,7 @@ StartupOptions StartupOptions::parse(const QStringList& arguments)
         return options;
     }
     options.helpRequested = parser.isSet(helpOption);
+    options.versionRequested = parser.isSet(versionOption);
     options.demoRequested = parser.isSet(demoOption);
     options.noWizard = parser.isSet(noWizardOption);
 

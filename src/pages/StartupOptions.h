@@ -14,6 +14,7 @@
 //   --answers FILE  walk the wizard from an answers file, without a person
 //   --write-answers FILE  on an interactive run: write the answers given to FILE
 //   --outcome FILE  write what became of every user, store and profile as CSV
+//   --version       the program's version, printed
 //   --help          the options, printed
 struct StartupOptions
 {
@@ -32,6 +33,7 @@ struct StartupOptions
     QString outcomePath;
 
     bool helpRequested = false;
+    bool versionRequested = false;
     QString helpText;
     // Set when the command line could not be understood; the program says so and ends.
     QString error;

@@ -75,10 +75,20 @@ void Verifier::tick(QCheckBox* box)
     box->repaint();
 }
 
+// A check that answered false because the database could not be opened (the server
+// refused the login, say) says why on a line of its own after its answer.
+void Verifier::logCheckFailure(const QString& check)
+{
+    if (!msCheckFailure.isEmpty()) {
+        log(check + QStringLiteral(" could not open the database: ") + msCheckFailure);
+    }
+}
+
 Verifier::Flags Verifier::Verify()
 {
     const Working working(*this);
     mFlags = Flags();
+    msCheckFailure.clear();
     Flags& flags = mFlags;
     const CollectionPtr source = StatusHolder::GetVarnelDatabase();
     const CollectionPtr target = StatusHolder::GetZephrinDatabase();
@@ -91,10 +101,11 @@ Verifier::Flags Verifier::Verify()
     bool valid = false;
     {
         const BusyCursor busy;
-        valid = AdministrativeDBCon::CheckExportDatabase(msSourceConnectionString);
+        valid = AdministrativeDBCon::CheckExportDatabase(msSourceConnectionString, &msCheckFailure);
     }
     if (!valid) {
         log(QStringLiteral("AdministrativeDBCon.CheckExportDatabase False"));
+        logCheckFailure(QStringLiteral("AdministrativeDBCon.CheckExportDatabase"));
         return flags;
     }
     flags.exportValid = true;
@@ -105,10 +116,11 @@ Verifier::Flags Verifier::Verify()
     msStep = Verify40->text();
     {
         const BusyCursor busy;
-        valid = AdministrativeDBCon::CheckImportDatabase(msTargetConnectionString);
+        valid = AdministrativeDBCon::CheckImportDatabase(msTargetConnectionString, &msCheckFailure);
     }
     if (!valid) {
         log(QStringLiteral("AdministrativeDBCon.CheckImportDatabase False"));
+        logCheckFailure(QStringLiteral("AdministrativeDBCon.CheckImportDatabase"));
         return flags;
     }
     flags.importValid = true;

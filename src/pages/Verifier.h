@@ -38,6 +38,10 @@ public:
     QString step() const { return msStep; }
     // What the last Verify returned.
     Flags flags() const { return mFlags; }
+    // Why the identity check that answered false could not open its database
+    // ("Error <number>: <description>"); empty when it read the database and found it
+    // is not what it was chosen as.
+    QString checkFailure() const { return msCheckFailure; }
 
     // Read by the calling page after Verify.
     QString msSourceConnectionString;
@@ -63,7 +67,9 @@ protected:
 
 private:
     void tick(QCheckBox* box);
+    void logCheckFailure(const QString& check);
 
     QString msStep;
+    QString msCheckFailure;
     Flags mFlags;
 };

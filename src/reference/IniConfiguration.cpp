@@ -190,5 +190,9 @@ QString IniConfiguration::locate(const QString& commandLinePath)
     if (!fromEnvironment.isEmpty()) {
         return fromEnvironment;
     }
+    // An installed program keeps its configuration where the system keeps it.
+    if (CommonFunctions::InstalledUnderUsr()) {
+        return QStringLiteral("/etc/varnel-migrate/zephrin.ini");
+    }
     return QDir(CommonFunctions::ProgramFolder()).filePath(QStringLiteral("zephrin.ini"));
 }

@@ -34,7 +34,8 @@ public:
 
     QString path() const { return mPath; }
 
-    // The file named by --config, else by ZEPHRIN_CONFIG, else zephrin.ini beside
+    // The file named by --config, else by ZEPHRIN_CONFIG, else (for a program
+    // installed under /usr) /etc/varnel-migrate/zephrin.ini, else zephrin.ini beside
     // the program.
     static QString locate(const QString& commandLinePath);
 

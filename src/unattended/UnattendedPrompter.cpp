@@ -46,6 +46,11 @@ public:
     {
         return static_cast<Answer>(mRun.message(text, title, static_cast<int>(buttons)));
     }
+    Answer messageWithDetail(const QString& text, const QString& detail, const QString& title, Icon,
+                             Buttons buttons, QWidget*) override
+    {
+        return static_cast<Answer>(mRun.message(text, title, static_cast<int>(buttons), detail));
+    }
     QString saveFileName(const QString&, const QString&, const QString&, QWidget*) override
     {
         return mRun.saveFileName();
@@ -62,7 +67,8 @@ void UnattendedRun::prepare()
     qApp->installEventFilter(this);
 }
 
-int UnattendedRun::message(const QString& text, const QString& title, int buttons)
+int UnattendedRun::message(const QString& text, const QString& title, int buttons,
+                           const QString& detail)
 {
     const auto refusal = [buttons] {
         switch (static_cast<Prompter::Buttons>(buttons)) {
@@ -77,7 +83,9 @@ int UnattendedRun::message(const QString& text, const QString& title, int button
     switch (mPhase) {
     case Phase::Walk:
         // Before the run every message tells of something the walk cannot get past.
-        stop(QStringLiteral("The wizard says \"%1\" (%2)").arg(oneLine(text), title));
+        // A detail (what the database answered) follows, as the log has it.
+        stop(QStringLiteral("The wizard says \"%1\" (%2)").arg(oneLine(text), title) +
+             (detail.isEmpty() ? QString() : QStringLiteral(": ") + oneLine(detail)));
         return refusal();
     case Phase::Run:
         if (title == StoreQuestionTitle) {

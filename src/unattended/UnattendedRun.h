@@ -94,7 +94,8 @@ private:
     void checkProgress();
 
     // The prompter's questions.
-    int message(const QString& text, const QString& title, int buttons);
+    int message(const QString& text, const QString& title, int buttons,
+                const QString& detail = QString());
     QString saveFileName();
 
     AnswersFile mAnswers;
