@@ -254,8 +254,7 @@ QSqlQuery& DirectoryWriter::prepared(const QString& key, const QString& sql)
 void DirectoryWriter::runPrepared(const QString& key, const QString& sql,
                                   const QVariantList& values)
 {
-    // On SQL Server a statement run once or a few times costs one round trip sent
-    // directly, where prepared it costs two (prepared and run, then unprepared).
+    // On SQL Server: one round trip sent directly, two prepared (see OdbcDirect).
     if (!mConnection.isEmbedded()) {
         mConnection.execute(sql, values);
         return;
