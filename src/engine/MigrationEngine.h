@@ -13,6 +13,7 @@
 
 class RunProgress;
 class RunObserver;
+class NewPasswords;
 
 // The migration run: stores, users with their introduction e-mails, Device
 // Provisioning profiles, and the status report. It owns the run's working lists and
@@ -173,4 +174,6 @@ private:
     CollectionPtr mNewDirectoryUsers;
     // The Directory's user IDs when the resume began (read at the first replayed user).
     std::optional<QSet<int>> mDirectoryIDs;
+    // The new passwords prepared ahead of the user loop, while it runs.
+    std::shared_ptr<NewPasswords> mNewPasswords;
 };

@@ -1,4 +1,5 @@
 #include "directory/ComponentFactory.h"
+#include "directory/NewPasswords.h"
 #include "directory/TargetComponents.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/JournalInput.h"
@@ -180,6 +181,16 @@ void MigrationEngine::planUsersFrom(int position, const CollectionPtr& vaUserIDs
         return;
     }
     RunJournal::passPoint("users-planned");
+    // On disk now: they may be encoded ahead, on every core.
+    if (mNewPasswords) {
+        QStringList clear;
+        for (const RunJournal::User& plan : plans) {
+            if (!plan.newPassword.isEmpty()) {
+                clear << plan.newPassword;
+            }
+        }
+        mNewPasswords->prepare(clear);
+    }
 }
 
 void MigrationEngine::plannedPassword(QString& clear, QString& encoded)
@@ -187,11 +198,18 @@ void MigrationEngine::plannedPassword(QString& clear, QString& encoded)
     const bool planned = mJournal && mJournal->users().contains(mPosition) &&
                          !mJournal->users().value(mPosition).newPassword.isEmpty();
     if (!planned) {
-        ZephrinFunctions::CreateNewPassword(clear, encoded);
+        if (mNewPasswords) {
+            mNewPasswords->take(clear, encoded);
+        } else {
+            ZephrinFunctions::CreateNewPassword(clear, encoded);
+        }
         return;
     }
     clear = mJournal->users().value(mPosition).newPassword;
-    encoded = Components::factory().CreatePasswordEncoder()->EncodePassword(clear);
+    if (!mNewPasswords || !mNewPasswords->take(clear, encoded)) {
+        // Planned by an interrupted process, or no encoder that prepares ahead.
+        encoded = Components::factory().CreatePasswordEncoder()->EncodePassword(clear);
+    }
 }
 
 void MigrationEngine::journalUserOutcome(int vaUserID, int code, bool status,

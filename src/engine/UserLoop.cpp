@@ -1,3 +1,4 @@
+#include "directory/NewPasswords.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
@@ -13,6 +14,8 @@
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
 #include "frame/StopRequest.h"
+
+#include <QScopeGuard>
 
 using CommonFunctions::WriteLog;
 using namespace RecordKeys;
@@ -49,7 +52,17 @@ void MigrationEngine::MigrateUserList()
     }
     cMailQueue = Collection::create();
 
+    // New passwords are made and encoded a window ahead of the loop, on every core;
+    // the encodings not taken are dropped, and their threads end, with the loop.
+    if (GlobalVariables::gbNewPasswords && count > 0) {
+        mNewPasswords = std::make_shared<NewPasswords>();
+    }
+    const auto releasePasswords = qScopeGuard([this] { mNewPasswords.reset(); });
     for (int position = 1; position <= count; ++position) {
+        // With a journal, its plans hand the passwords to be prepared (planUsersFrom).
+        if (mNewPasswords && !mJournal) {
+            mNewPasswords->prepare(count - position + 1);
+        }
         const int id = vaUserIDs->item(position).toInt();
         mPosition = position;
         mTargetID = 0;
@@ -71,6 +84,7 @@ void MigrationEngine::MigrateUserList()
         }
     }
     mPosition = 0;
+    mNewPasswords.reset();
 
     SendIntroductionMails();
     WriteLog(QStringLiteral("Finished migrating users ") + AppClock::logTime());

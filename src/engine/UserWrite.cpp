@@ -1,3 +1,4 @@
+#include "directory/NewPasswords.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
