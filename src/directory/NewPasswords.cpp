@@ -71,7 +71,7 @@ void NewPasswords::prepare(const QStringList& clearPasswords)
     mPrepared->Prepare(clearPasswords);
 }
 
-bool NewPasswords::take(const QString& clearPassword, QString& encodedPassword)
+bool NewPasswords::takePrepared(const QString& clearPassword, QString& encodedPassword)
 {
     const auto found = std::find(mAhead.begin(), mAhead.end(), clearPassword);
     if (!mPrepared || found == mAhead.end()) {

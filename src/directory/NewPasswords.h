@@ -39,7 +39,7 @@ public:
     void prepare(const QStringList& clearPasswords);
     // The encoded form of a password handed to prepare(QStringList), forgotten then;
     // false when it was not prepared (the caller encodes it itself).
-    bool take(const QString& clearPassword, QString& encodedPassword);
+    bool takePrepared(const QString& clearPassword, QString& encodedPassword);
 
     // Whether the encoder prepares ahead (for the tests and the benchmark).
     bool preparesAhead() const { return mPrepared != nullptr; }

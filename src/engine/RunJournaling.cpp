@@ -206,7 +206,7 @@ void MigrationEngine::plannedPassword(QString& clear, QString& encoded)
         return;
     }
     clear = mJournal->users().value(mPosition).newPassword;
-    if (!mNewPasswords || !mNewPasswords->take(clear, encoded)) {
+    if (!mNewPasswords || !mNewPasswords->takePrepared(clear, encoded)) {
         // Planned by an interrupted process, or no encoder that prepares ahead.
         encoded = Components::factory().CreatePasswordEncoder()->EncodePassword(clear);
     }
