@@ -1,17 +1,14 @@
 #include "frame/GlobalVariables.h"
-#include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
 #include "pages/AddStores.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
-#include "pages/SelectVarnel.h"
-#include "pages/SelectZephrin.h"
+#include "support/Describe.h"
+#include "support/Golden.h"
 #include "support/PageFixture.h"
 #include "support/StandInPage.h"
+#include "support/Transcript.h"
 
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
 #include <QTest>
@@ -21,46 +18,107 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-QStringList items(const QListWidget* list)
+QString items(const QListWidget* list)
 {
     QStringList names;
     for (int i = 0; i < list->count(); ++i) {
         names << list->item(i)->text();
     }
-    return names;
+    return names.join(u',');
 }
 
-QStringList names(const CollectionPtr& servers)
+} // namespace
+
+// The store page opened as a database page opens it after a verification, then a
+// script of clicks: "<button>:<server>" selects the server in the list the button
+// takes from (none when empty) and clicks; "Next" and "Previous" click on the window
+// shown. After every step the transcript holds the three lists ("detected | Exchange
+// 2000/2003 | Exchange 5.5"), the lists kept in the state store, the window shown and
+// where, and the log; it is compared whole with tests/data/addstores/<row>.txt.
+class TestAddStores : public QObject
 {
-    QStringList result;
-    if (servers) {
-        for (const QVariant& name : servers->values()) {
-            result << name.toString();
-        }
+    Q_OBJECT
+private slots:
+    void init()
+    {
+        mFixture = std::make_unique<PageFixture>();
+        mFixture->useDemo(12);
+        StandInPage::registerAs(PageNames::SelectUsers, u"Select Users to Migrate"_s);
+        mTranscript = std::make_unique<Transcript>(*mFixture);
+        mTranscript->mask(mFixture->demo().folder, u"<demo>"_s);
     }
-    return result;
-}
+    void cleanup()
+    {
+        mTranscript.reset();
+        mFixture.reset();
+        QCOMPARE(PageFixture::openConnections(), QStringList());
+    }
 
-// The three lists as "detected | Exchange 2000/2003 | Exchange 5.5".
-QString lists(const AddStores& page)
-{
-    return items(page.ServersDetectedLbx).join(u',') + u" | "_s +
-           items(page.E2kServersLbx).join(u',') + u" | "_s + items(page.E55ServersLbx).join(u',');
-}
+    void scripts_data()
+    {
+        QTest::addColumn<QStringList>("detected");
+        QTest::addColumn<bool>("backToVarnel");
+        QTest::addColumn<QString>("script");
+        const QStringList abc = {u"A"_s, u"B"_s, u"C"_s};
+        // The launch line; one name in two letter cases is one server.
+        QTest::newRow("two servers") << QStringList{u"EXCH55"_s, u"MAIL02"_s} << true << QString();
+        QTest::newRow("one name in two letter cases")
+            << QStringList{u"EXCH55"_s, u"exch55"_s} << true << QString();
+        QTest::newRow("none") << QStringList() << true << QString();
+        // Each button moves the selected server to the end of the other list.
+        QTest::newRow("every server typed") << abc << true << u"ToE2kBtn:A ToE55Btn:B ToE2kBtn:C"_s;
+        QTest::newRow("moved back to the end") << abc << true << u"ToE2kBtn:A FromE2kBtn:A"_s;
+        QTest::newRow("from one type to the other")
+            << abc << true << u"ToE55Btn:B FromE55Btn:B ToE2kBtn:B"_s;
+        QTest::newRow("nothing selected")
+            << abc << true << u"ToE2kBtn: ToE55Btn: FromE2kBtn: FromE55Btn:"_s;
+        // Next logs and keeps the typed lists and opens the user selection page where
+        // this page stood, telling it where its Previous returns.
+        QTest::newRow("next from the source page")
+            << abc << true << u"ToE2kBtn:A ToE55Btn:C Next"_s;
+        QTest::newRow("next from the target page")
+            << abc << false << u"ToE2kBtn:C ToE2kBtn:A ToE2kBtn:B Next"_s;
+        // Previous returns to the database page the wizard came from, restored; only
+        // Next keeps the typed lists.
+        QTest::newRow("previous to the source page") << abc << true << u"ToE2kBtn:A Previous"_s;
+        QTest::newRow("previous to the target page") << abc << false << u"ToE2kBtn:A Previous"_s;
+        // Entered backwards, the page shows the typed lists as the last Next kept them
+        // and, as detected, the servers handed to it last that are typed in neither.
+        QTest::newRow("entered backwards")
+            << abc + QStringList{u"D"_s} << false
+            << u"ToE2kBtn:C ToE55Btn:A ToE2kBtn:B Next Previous FromE2kBtn:C ToE55Btn:D Next "
+               "Previous"_s;
+    }
 
-// The saved lists in the same form, without the detected one.
-QString saved()
-{
-    const CollectionPtr servers = StatusHolder::GetExchangeServers();
-    return names(toCollection(servers->item(StateKeys::E2kServers))).join(u',') + u" | "_s +
-           names(toCollection(servers->item(StateKeys::E55Servers))).join(u',');
-}
+    void scripts()
+    {
+        QFETCH(QStringList, detected);
+        QFETCH(bool, backToVarnel);
+        QFETCH(QString, script);
+        GlobalVariables::gbAddStores = true;
+        auto* page = qobject_cast<AddStores*>(Pages::create(PageNames::AddStores));
+        QVERIFY(page != nullptr);
+        page->setBackToVarnel(backToVarnel);
+        page->setDetectedServers(detected);
+        page->LoadStateNext();
+        page->show();
+        page->move(140, 90);
+        step(u"opened"_s, true);
+        for (const QString& move : script.split(u' ', Qt::SkipEmptyParts)) {
+            if (move == "Next"_L1 || move == "Previous"_L1) {
+                auto& shown = Transcript::on<WizardPage>();
+                PageFixture::click(move == "Next"_L1 ? shown.NextBtn : shown.PreviousBtn);
+            } else {
+                runMove(Transcript::on<AddStores>(), move);
+            }
+            step(move, move == "Previous"_L1);
+        }
+        QCOMPARE_GOLDEN(mTranscript->text(), Golden::rowFile(u"addstores/"_s));
+    }
 
-// Runs moves written as "<button>:<server>" ("ToE2kBtn:MAIL02"); an empty server
-// clicks with nothing selected.
-void runMoves(AddStores& page, const QStringList& moves)
-{
-    for (const QString& move : moves) {
+private:
+    static void runMove(AddStores& page, const QString& move)
+    {
         const QString button = move.section(u':', 0, 0);
         const QString server = move.section(u':', 1);
         QListWidget* from = button.startsWith(u"To"_s)  ? page.ServersDetectedLbx
@@ -75,213 +133,29 @@ void runMoves(AddStores& page, const QStringList& moves)
         }
         PageFixture::click(page.findChild<QPushButton*>(button));
     }
-}
 
-} // namespace
-
-class TestAddStores : public QObject
-{
-    Q_OBJECT
-private slots:
-    void init()
+    void step(const QString& title, bool windows)
     {
-        mFixture = std::make_unique<PageFixture>();
-        mFixture->useDemo(12);
-        StandInPage::registerAs(PageNames::SelectUsers, u"Select Users to Migrate"_s);
-    }
-    void cleanup()
-    {
-        mFixture.reset();
-        QCOMPARE(PageFixture::openConnections(), QStringList());
-    }
-
-    void controlsAndLaunchLine_data()
-    {
-        QTest::addColumn<QStringList>("detected");
-        QTest::addColumn<QString>("shown");
-        QTest::addColumn<QString>("launched");
-        QTest::newRow("two servers")
-            << QStringList{u"EXCH55"_s, u"MAIL02"_s} << u"EXCH55,MAIL02 |  | "_s
-            << u"AddStores Launched, Servers: EXCH55;MAIL02;"_s;
-        QTest::newRow("one name in two letter cases")
-            << QStringList{u"EXCH55"_s, u"exch55"_s} << u"EXCH55 |  | "_s
-            << u"AddStores Launched, Servers: EXCH55;"_s;
-        QTest::newRow("none") << QStringList() << u" |  | "_s << u"AddStores Launched, Servers: "_s;
-    }
-
-    void controlsAndLaunchLine()
-    {
-        QFETCH(QStringList, detected);
-        QFETCH(QString, shown);
-        QFETCH(QString, launched);
-        mFixture->markLog();
-        AddStores* page = open(detected, true);
-        QVERIFY(page != nullptr);
-        QCOMPARE(page->windowTitle(), u"Select Exchange Server Types"_s);
-        QCOMPARE(page->DescriptionLbl->text(),
-                 u"The stores in the Stores Detected list are those stores used in 3.1x. To be "
-                 "able to use them in Zephrin 4.5 you need to specify their type."_s);
-        QCOMPARE(page->Label1->text() + u'|' + page->Label2->text() + u'|' + page->Label3->text(),
-                 u"Servers Detected:|Exchange 2000/2003 Servers:|Exchange 5.5 Servers:"_s);
-        QCOMPARE(lists(*page), shown);
-        QCOMPARE(mFixture->newLogEntries(), QStringList{launched + u"2003-12-04 15:30:12"_s});
-    }
-
-    void moves_data()
-    {
-        QTest::addColumn<QStringList>("moves");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("every server typed")
-            << QStringList{u"ToE2kBtn:A"_s, u"ToE55Btn:B"_s, u"ToE2kBtn:C"_s} << u" | A,C | B"_s;
-        QTest::newRow("a server moved back goes to the end")
-            << QStringList{u"ToE2kBtn:A"_s, u"FromE2kBtn:A"_s} << u"B,C,A |  | "_s;
-        QTest::newRow("from one type to the other")
-            << QStringList{u"ToE55Btn:B"_s, u"FromE55Btn:B"_s, u"ToE2kBtn:B"_s} << u"A,C | B | "_s;
-        QTest::newRow("nothing selected")
-            << QStringList{u"ToE2kBtn:"_s, u"ToE55Btn:"_s, u"FromE2kBtn:"_s, u"FromE55Btn:"_s}
-            << u"A,B,C |  | "_s;
-    }
-
-    // Each button moves the selected server to the end of the other list.
-    void moves()
-    {
-        QFETCH(QStringList, moves);
-        QFETCH(QString, shown);
-        AddStores* page = open({u"A"_s, u"B"_s, u"C"_s}, true);
-        QVERIFY(page != nullptr);
-        mFixture->markLog();
-        runMoves(*page, moves);
-        QCOMPARE(lists(*page), shown);
-        QCOMPARE(mFixture->newLogEntries(), QStringList());
-        QCOMPARE(saved(), u" | "_s);
-    }
-
-    void next_data()
-    {
-        QTest::addColumn<QStringList>("moves");
-        QTest::addColumn<bool>("backToVarnel");
-        QTest::addColumn<QStringList>("log");
-        QTest::addColumn<QString>("kept");
-        QTest::newRow("one of each, one left, from the source page")
-            << QStringList{u"ToE2kBtn:A"_s, u"ToE55Btn:C"_s} << true
-            << QStringList{u"AddStores: E2k Servers: A;"_s, u"AddStores: E55 Servers: C;"_s}
-            << u"A | C"_s;
-        QTest::newRow("all typed Exchange 2000/2003, from the target page")
-            << QStringList{u"ToE2kBtn:C"_s, u"ToE2kBtn:A"_s, u"ToE2kBtn:B"_s} << false
-            << QStringList{u"AddStores: E2k Servers: C;A;B;"_s, u"AddStores: E55 Servers: "_s}
-            << u"C,A,B | "_s;
-    }
-
-    // Next logs and keeps the typed lists, and opens the user selection page where this
-    // page stood, telling it where its Previous returns.
-    void next()
-    {
-        QFETCH(QStringList, moves);
-        QFETCH(bool, backToVarnel);
-        QFETCH(QStringList, log);
-        QFETCH(QString, kept);
-        AddStores* page = open({u"A"_s, u"B"_s, u"C"_s}, backToVarnel);
-        QVERIFY(page != nullptr);
-        page->move(140, 90);
-        runMoves(*page, moves);
-        mFixture->markLog();
-        PageFixture::click(page->NextBtn);
-
-        QCOMPARE(mFixture->newLogEntries(), log);
-        QCOMPARE(saved(), kept);
-        auto* users = PageFixture::visible<StandInPage>();
-        QVERIFY(users != nullptr);
-        QCOMPARE(PageFixture::visibleWindows<QWidget>().size(), 1);
-        QCOMPARE(users->opened, QStringList{u"LoadStateNext backToVarnel=%1"_s.arg(
-                                    backToVarnel ? "true" : "false")});
-        QCOMPARE(users->pos(), QPoint(140, 90));
-    }
-
-    void previous_data()
-    {
-        QTest::addColumn<bool>("backToVarnel");
-        QTest::addColumn<QString>("page");
-        QTest::addColumn<QString>("chosen");
-        QTest::newRow("from the source page") << true << u"SelectVarnel"_s << u"Varnel"_s;
-        QTest::newRow("from the target page") << false << u"SelectZephrin"_s << u"Directory"_s;
-    }
-
-    // Previous returns to the database page the wizard came from, restored.
-    void previous()
-    {
-        QFETCH(bool, backToVarnel);
-        QFETCH(QString, page);
-        QFETCH(QString, chosen);
-        AddStores* stores = open({u"A"_s}, backToVarnel);
-        QVERIFY(stores != nullptr);
-        runMoves(*stores, {u"ToE2kBtn:A"_s});
-        PageFixture::click(stores->PreviousBtn);
-        auto* database = PageFixture::visible<SelectDatabase>();
-        QVERIFY(database != nullptr);
-        QCOMPARE(PageFixture::visibleWindows<QWidget>().size(), 1);
-        QCOMPARE(database->objectName(), page);
-        QCOMPARE(database->DatabaseServerTxt->text(), u"sqlite:"_s + mFixture->demo().folder);
-        QCOMPARE(database->DatabaseCbx->currentText(), chosen);
-        QVERIFY(database->NextBtn->isEnabled());
-        // Only Next keeps the typed lists.
-        QCOMPARE(saved(), u" | "_s);
-    }
-
-    // Entered backwards, the page shows the typed lists as Next kept them and, as
-    // detected, the servers handed to it last that are typed in neither; it still
-    // knows which database page its Previous returns to.
-    void enteredBackwards()
-    {
-        GlobalVariables::gbAddStores = true;
-        AddStores* page = open({u"A"_s, u"B"_s, u"C"_s, u"D"_s}, false);
-        QVERIFY(page != nullptr);
-        runMoves(*page, {u"ToE2kBtn:C"_s, u"ToE55Btn:A"_s, u"ToE2kBtn:B"_s});
-        PageFixture::click(page->NextBtn);
-        auto* users = PageFixture::visible<StandInPage>();
-        QVERIFY(users != nullptr);
-
-        mFixture->markLog();
-        PageFixture::click(users->PreviousBtn);
-        page = PageFixture::visible<AddStores>();
-        QVERIFY(page != nullptr);
-        QCOMPARE(lists(*page), u"D | C,B | A"_s);
-        QVERIFY(!page->gbBackToVarnel);
-        QCOMPARE(mFixture->newLogEntries(),
-                 QStringList{u"AddStores Launched, Servers: D;2003-12-04 15:30:12"_s});
-
-        // Moves made now are kept only by the next Next.
-        runMoves(*page, {u"FromE2kBtn:C"_s, u"ToE55Btn:D"_s});
-        QCOMPARE(saved(), u"C,B | A"_s);
-        PageFixture::click(page->NextBtn);
-        QCOMPARE(saved(), u"B | A,D"_s);
-        users = PageFixture::visible<StandInPage>();
-        QVERIFY(users != nullptr);
-        QCOMPARE(users->opened, QStringList{u"LoadStateNext backToVarnel=false"_s});
-
-        // The previous page takes the lists of the last Next, the new detected servers
-        // of a new verification start a new forward entry.
-        PageFixture::click(users->PreviousBtn);
-        page = PageFixture::visible<AddStores>();
-        QVERIFY(page != nullptr);
-        QCOMPARE(lists(*page), u"C | B | A,D"_s);
-    }
-
-private:
-    // Opens the page as a database page does after a verification.
-    AddStores* open(const QStringList& detected, bool backToVarnel)
-    {
-        auto* page = qobject_cast<AddStores*>(Pages::create(PageNames::AddStores));
-        if (page == nullptr) {
-            return nullptr;
+        windows ? mTranscript->step(title) : mTranscript->stepQuiet(title);
+        const QList<QWidget*> shown = PageFixture::visibleWindows<QWidget>();
+        QString now = u"shown: "_s + Transcript::visibleNames();
+        if (shown.size() == 1) {
+            now += u" at %1,%2"_s.arg(shown.first()->x()).arg(shown.first()->y());
         }
-        page->setBackToVarnel(backToVarnel);
-        page->setDetectedServers(detected);
-        page->LoadStateNext();
-        page->show();
-        return page;
+        if (auto* stores = PageFixture::visible<AddStores>()) {
+            now += u" lists: %1 | %2 | %3 back to source: %4"_s
+                       .arg(items(stores->ServersDetectedLbx), items(stores->E2kServersLbx),
+                            items(stores->E55ServersLbx))
+                       .arg(stores->gbBackToVarnel);
+        } else if (auto* users = PageFixture::visible<StandInPage>()) {
+            now += u" opened: "_s + users->opened.join(u',');
+        }
+        mTranscript->note(now);
+        mTranscript->note(u"kept: "_s + describe(StatusHolder::GetExchangeServers()).join(u' '));
     }
 
     std::unique_ptr<PageFixture> mFixture;
+    std::unique_ptr<Transcript> mTranscript;
 };
 
 QTEST_MAIN(TestAddStores)

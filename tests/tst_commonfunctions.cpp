@@ -1,4 +1,5 @@
 #include "support/FullDisk.h"
+#include "support/Golden.h"
 #include "support/PlainRights.h"
 
 #include "frame/CommonFunctions.h"
@@ -258,83 +259,47 @@ private slots:
         QVERIFY(QFile::setPermissions(path, OwnerOnly) || !fileExists);
     }
 
-    void replaceAppNames_data()
+    // The text functions, each case as "function(arguments) -> result" in
+    // tests/data/commonfunctions/text-functions.txt. Product names: the import name goes
+    // in first, then the export name, every occurrence, in that case only. Indenting:
+    // empty lines stay unindented and a lone LF is no break. Character codes: the first
+    // and last element frame the codes and are never read; fewer than three elements
+    // make an empty text.
+    void textFunctions()
     {
-        QTest::addColumn<QString>("importApp");
-        QTest::addColumn<QString>("exportApp");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("result");
-        const auto row = [](const char* name, const char* im, const char* ex, const char* text,
-                            const char* result) {
-            QTest::newRow(name) << im << ex << text << result;
+        const auto shown = [](QString text) {
+            return u'"' + text.replace(u'\r', u"\\r"_s).replace(u'\n', u"\\n"_s) + u'"';
         };
-        row("both, every occurrence", "Z 5.0", "3.1x", "<IMAPP> from <EXAPP>, <IMAPP>!",
-            "Z 5.0 from 3.1x, Z 5.0!");
-        row("lower case stays", "Z", "3.1x", "<imapp> <Exapp>", "<imapp> <Exapp>");
-        // The import name goes in first, then the export name.
-        row("import name holding the export placeholder", "<EXAPP> successor", "3.1x", "<IMAPP>",
-            "3.1x successor");
-        row("export name holding the import placeholder", "Z", "<IMAPP> old", "<EXAPP>",
-            "<IMAPP> old");
-        row("empty product name", "", "3.1x", "an <IMAPP> Directory", "an  Directory");
-    }
-
-    void replaceAppNames()
-    {
-        QFETCH(QString, text);
-        QFETCH(QString, importApp);
-        QFETCH(QString, exportApp);
-        GlobalVariables::gsImportApp = importApp;
-        GlobalVariables::gsExportApp = exportApp;
-        QTEST(ReplaceAppNames(text), "result");
-    }
-
-    void indentLines_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QString>("result");
-        QTest::newRow("empty line kept unindented")
-            << "x\r\n\r\ny" << 4 << "    x\r\n\r\n    y\r\n";
-        QTest::newRow("trailing CR LF gains an empty line") << "x\r\n" << 2 << "  x\r\n\r\n";
-        QTest::newRow("lone LF is not a break") << "x\ny" << 1 << " x\ny\r\n";
-        QTest::newRow("empty text") << "" << 4 << "\r\n";
-    }
-
-    void indentLines()
-    {
-        QFETCH(QString, text);
-        QFETCH(int, count);
-        QTEST(IndentLines(text, count), "result");
-    }
-
-    // The first and last element frame the codes and are never read; fewer than
-    // three elements make an empty text.
-    void charCodesToText_data()
-    {
-        QTest::addColumn<QString>("list");
-        QTest::addColumn<QString>("result");
-        QTest::addColumn<long>("number"); // the error raised, 0 for none
-        const auto row = [](const char* name, const char* list, const QString& result,
-                            long number) { QTest::newRow(name) << list << result << number; };
-        row("framed list", "0,72,105,0", "Hi", 0);
-        row("frame elements are never read", "x,72,105,y", "Hi", 0);
-        row("two elements", "72,105", "", 0);
-        row("8-bit character", "0,235,0", u"\u00eb"_s, 0);
-        row("not a number", "0,72,abc,0", "", ErrorNumber::TypeMismatch);
-        row("beyond 8 bits", "0,300,0", "", ErrorNumber::InvalidProcedureCall);
-    }
-
-    void charCodesToText()
-    {
-        QFETCH(QString, list);
-        QFETCH(long, number);
-        try {
-            QTEST(CharCodesToText(list), "result");
-            QCOMPARE(number, 0L);
-        } catch (const MigrationError& error) {
-            QCOMPARE(error.number(), number);
+        QStringList results;
+        for (const auto& [importApp, exportApp, text] :
+             QList<std::tuple<QString, QString, QString>>{
+                 {u"Z 5.0"_s, u"3.1x"_s, u"<IMAPP> from <EXAPP>, <IMAPP>!"_s},
+                 {u"Z"_s, u"3.1x"_s, u"<imapp> <Exapp>"_s},
+                 {u"<EXAPP> successor"_s, u"3.1x"_s, u"<IMAPP>"_s},
+                 {u"Z"_s, u"<IMAPP> old"_s, u"<EXAPP>"_s},
+                 {QString(), u"3.1x"_s, u"an <IMAPP> Directory"_s}}) {
+            GlobalVariables::gsImportApp = importApp;
+            GlobalVariables::gsExportApp = exportApp;
+            results << u"ReplaceAppNames(%1 %2 %3) -> %4"_s.arg(
+                shown(importApp), shown(exportApp), shown(text), shown(ReplaceAppNames(text)));
         }
+        for (const auto& [text, count] : QList<std::pair<QString, int>>{
+                 {u"x\r\n\r\ny"_s, 4}, {u"x\r\n"_s, 2}, {u"x\ny"_s, 1}, {QString(), 4}}) {
+            results << u"IndentLines(%1 %2) -> %3"_s.arg(shown(text))
+                           .arg(count)
+                           .arg(shown(IndentLines(text, count)));
+        }
+        for (const QString& list : {u"0,72,105,0"_s, u"x,72,105,y"_s, u"72,105"_s, u"0,235,0"_s,
+                                    u"0,72,abc,0"_s, u"0,300,0"_s}) {
+            QString result;
+            try {
+                result = shown(CharCodesToText(list));
+            } catch (const MigrationError& error) {
+                result = u"error %1"_s.arg(error.number());
+            }
+            results << u"CharCodesToText(%1) -> %2"_s.arg(shown(list), result);
+        }
+        QCOMPARE_GOLDEN(results, u"commonfunctions/text-functions.txt"_s);
     }
 
     // The object check finds only collections (an absent one too), the value check

@@ -68,6 +68,10 @@ private slots:
             << BuildSqlConnectionString("srv", "Varnel", "sa", "p;w") << "srv|Varnel|sa|p|0|";
         QTest::newRow("quote never closed") << "Data Source=srv;pwd=\"abc;uid=u"
                                             << "srv||u|\"abc|0|";
+        // The other names of the keys.
+        QTest::newRow("other key names")
+            << "Server=srv;Database=Dir;User ID=u;Password=p;Integrated Security=true"
+            << "srv|Dir|u|p|1|";
     }
 
     // What the ODBC driver receives: every value that could run into the next in
@@ -97,6 +101,9 @@ private slots:
             << u"ODBC Driver 18 for SQL Server"_s
             << "DRIVER={ODBC Driver 18 for SQL Server};SERVER=db1;DATABASE={{Directory}}};"
                "UID=sa;PWD={a}}b};";
+        QTest::newRow("blank at the end of a value")
+            << "Data Source=srv;uid='sa ';pwd=pw" << freeTds
+            << "DRIVER={FreeTDS};SERVER=srv;UID={sa };PWD={pw};ClientCharset=UTF-8;";
         QTest::newRow("FreeTDS cannot take }; in a value")
             << "Data Source=srv;Initial Catalog=Varnel;uid=sa;pwd=\"a};b\"" << freeTds << "";
     }

@@ -6,6 +6,7 @@
 #include "support/Describe.h"
 #include "support/EmbeddedDatabase.h"
 #include "support/Engines.h"
+#include "support/Golden.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -64,16 +65,6 @@ VarnelSource sampleSource()
     return source;
 }
 
-// SQL Server returns these rows in an order of its own (the query has no ORDER BY);
-// the embedded engine in a fixed one, which the test checks as it stands.
-QStringList inServerOrder(const QString& engine, QStringList list)
-{
-    if (engine == Engines::SqlServer) {
-        list.sort(Qt::CaseInsensitive);
-    }
-    return list;
-}
-
 // Runs the test body under one character set of the C library's locale, as a
 // service or a cron job runs the wizard, and restores the locale afterwards.
 class LocaleScope
@@ -114,69 +105,81 @@ private slots:
         // Every read closes its connection, on success and on failure.
         QCOMPARE(QSqlDatabase::connectionNames(), QStringList());
     }
+    // Every read of the sample source on each engine, compared with the one file
+    // tests/data/varneldbcon/reads.txt: both engines read the same. Users come in the
+    // order of their ID; a user that does not exist gives an empty record; setting
+    // names compare without regard to case (the key is the name as stored) and a
+    // stored null stays null; MAIL01 and mail01 are one mail server (which spelling
+    // comes back is the database's choice); the broken and the empty profile are
+    // skipped, the others keyed by their new profile ID; the registry is read on SQL
+    // Server through the two stored procedures and their output parameters ("NTLOGON"
+    // is exactly the seven characters: the output parameter is bound 255 long). SQL
+    // Server returns settings, servers and profiles in an order of its own (no ORDER
+    // BY), so those are sorted; the embedded engine keeps the profiles as read.
+    void reads_data() { Engines::rows(); }
 
-    void allUsers_data() { Engines::rows(); }
-
-    void allUsers()
+    void reads()
     {
         QFETCH(QString, engine);
-        // In the order of the user ID, without keys.
-        QCOMPARE(describe(VarnelDBCon::GetAllUsers(source(engine))),
-                 QStringList({"[UserID=3|FirstName=(null)|LastName=Brown|LoginID=bbrown]",
-                              "[UserID=7|FirstName=Ann|LastName=O'Neil|LoginID=aoneil]",
-                              "[UserID=12|FirstName=Cid|LastName=Cole|LoginID=ccole]"}));
-        // A database that does not exist is an error, not a new empty database.
+        const QString cs = source(engine);
+        QStringList text = {u"## all users"_s};
+        text << describe(VarnelDBCon::GetAllUsers(cs));
+        text << u"## users 7 and 8"_s << describe(VarnelDBCon::GetUserByID(7, cs)).join(u' ')
+             << describe(VarnelDBCon::GetUserByID(8, cs)).join(u' ');
+        const QList<std::pair<int, QStringList>> settingReads = {
+            {7, {u"UserMailHomeServer"_s, u"UserLogin"_s, u"TimezoneIndex"_s, u"UserEnabled"_s}},
+            {3, {u"userlogin"_s}},
+            {3, {u"UserEnabled"_s, u"NoSuchSetting"_s}},
+            {99, {u"UserLogin"_s}},
+            {7, {u"UserPhoneNumber"_s}}};
+        for (const auto& [user, names] : settingReads) {
+            QStringList settings = describe(VarnelDBCon::GetUserSettingsByID(user, names, cs));
+            settings.sort();
+            text << u"## settings of %1: %2"_s.arg(user).arg(names.join(u", "_s)) << settings;
+        }
+        QStringList servers = VarnelDBCon::GetUserMailHomeServers(cs);
+        servers.sort(Qt::CaseInsensitive);
+        text << u"## mail servers"_s << servers.join(u", "_s).toUpper();
+        const CollectionPtr profiles = VarnelDBCon::GetProvisioningProfiles(cs);
+        QStringList described = describe(profiles);
+        for (int i = 1; i <= profiles->count(); ++i) {
+            QCOMPARE(profiles->collection(i)->item(u"ProfileID"_s).toString(), profiles->key(i));
+        }
+        QCOMPARE(profiles->count() == 2 && profiles->key(1) != profiles->key(2), true);
+        if (engine == Engines::Embedded) {
+            QCOMPARE(profiles->collection(1)->item(u"ProfileName"_s).toString(), u"Sales"_s);
+        }
+        described.replaceInStrings(QRegularExpression(u"\\{[0-9A-F-]{36}\\}"_s), u"{ID}"_s);
+        described.sort();
+        text << u"## profiles"_s << described;
+        text << u"## registry"_s;
+        for (const QString& name : {u"NTLogon"_s, u"AuthenticationMethod"_s, u"ntlogon"_s,
+                                    u"MailDomain"_s, u"Empty"_s, u"NoSuchName"_s, u"NT'Logon"_s}) {
+            text << u"%1: exists %2, \"%3\""_s.arg(name)
+                        .arg(VarnelDBCon::RegistryNameExists(cs, name))
+                        .arg(VarnelDBCon::RegistryValueGet(cs, name));
+        }
+        QCOMPARE_GOLDEN(text, u"varneldbcon/reads.txt"_s);
+
+        // A database that does not exist is an error, not a new empty database; one
+        // without the profile table has no profiles.
         const QString gone = mSources.at(engine)->connectionStringOf(u"Gone"_s);
         QVERIFY_THROWS_EXCEPTION(MigrationError, VarnelDBCon::GetAllUsers(gone));
         QVERIFY(!ParseConnectionString(gone).isEmbedded() ||
                 !QFile::exists(ParseConnectionString(gone).embeddedFile()));
-    }
-
-    void userByID_data() { Engines::rows(); }
-
-    void userByID()
-    {
-        QFETCH(QString, engine);
-        const QString cs = source(engine);
-        QCOMPARE(describe(VarnelDBCon::GetUserByID(7, cs)),
-                 QStringList({"FirstName=Ann", "LastName=O'Neil", "LoginID=aoneil", "Domain=CORP",
-                              "Password=0,104,105,0"}));
-        // A user that does not exist gives an empty record.
-        QCOMPARE(VarnelDBCon::GetUserByID(8, cs)->count(), 0);
-    }
-
-    void userSettings_data()
-    {
-        Engines::addColumn();
-        QTest::addColumn<int>("userID");
-        QTest::addColumn<QStringList>("names");
-        QTest::addColumn<QStringList>("settings");
-        Engines::newRows(
-            "several at once", 7,
-            QStringList{"UserMailHomeServer", "UserLogin", "TimezoneIndex", "UserEnabled"},
-            QStringList{"TimezoneIndex=20", "UserLogin=ann@example.com",
-                        "UserMailHomeServer=MAIL01"});
-        // Names compare without regard to case; the key is the name as stored.
-        Engines::newRows("other case", 3, QStringList{"userlogin"},
-                         QStringList{"UserLogin=bob@example.com"});
-        Engines::newRows("no such setting", 3, QStringList{"UserEnabled", "NoSuchSetting"},
-                         QStringList{});
-        Engines::newRows("no such user", 99, QStringList{"UserLogin"}, QStringList{});
-        // A stored null stays null: present, with no value.
-        Engines::newRows("null value", 7, QStringList{"UserPhoneNumber"},
-                         QStringList{"UserPhoneNumber=(null)"});
-    }
-
-    void userSettings()
-    {
-        QFETCH(QString, engine);
-        QFETCH(int, userID);
-        QFETCH(QStringList, names);
-        // The order of the rows is the database's own.
-        QStringList settings =
-            describe(VarnelDBCon::GetUserSettingsByID(userID, names, source(engine)));
-        settings.sort();
-        QTEST(settings, "settings");
+        TestDatabase bare(engine, u"Bare"_s);
+        bare.make({});
+        QCOMPARE(VarnelDBCon::GetProvisioningProfiles(bare.connectionString())->count(), 0);
+        // No mail server: without the setting, and with the setting unused.
+        VarnelSource none;
+        TestDatabase noSetting(engine, u"None"_s);
+        VarnelBuilder::WriteTo(noSetting.connectionString(), none);
+        none.settingNames = {u"UserMailHomeServer"_s};
+        TestDatabase unused(engine, u"Unused"_s);
+        VarnelBuilder::WriteTo(unused.connectionString(), none);
+        QCOMPARE(VarnelDBCon::GetUserMailHomeServers(noSetting.connectionString()) +
+                     VarnelDBCon::GetUserMailHomeServers(unused.connectionString()),
+                 QStringList());
     }
 
     void settingFailures_data() { Engines::rows(); }
@@ -210,56 +213,6 @@ private slots:
         }
         QCOMPARE(describe(VarnelDBCon::GetUserSettingsByID(1, {u"UserEnabled"_s}, cs)),
                  QStringList{"UserEnabled=1"});
-    }
-
-    void mailHomeServers_data() { Engines::rows(); }
-
-    void mailHomeServers()
-    {
-        QFETCH(QString, engine);
-        // MAIL01 and mail01 are one server, as on the server's collation; which of
-        // the two spellings comes back is the database's choice.
-        QStringList servers = VarnelDBCon::GetUserMailHomeServers(source(engine));
-        QCOMPARE(servers.size(), 2);
-        servers = inServerOrder(engine, servers);
-        QCOMPARE(servers.at(0), u"EXCH2"_s);
-        QCOMPARE(servers.at(1).toUpper(), u"MAIL01"_s);
-
-        VarnelSource none;
-        TestDatabase noSetting(engine, u"None"_s);
-        VarnelBuilder::WriteTo(noSetting.connectionString(), none);
-        QCOMPARE(VarnelDBCon::GetUserMailHomeServers(noSetting.connectionString()), QStringList());
-        none.settingNames = {u"UserMailHomeServer"_s};
-        TestDatabase unused(engine, u"Unused"_s);
-        VarnelBuilder::WriteTo(unused.connectionString(), none);
-        QCOMPARE(VarnelDBCon::GetUserMailHomeServers(unused.connectionString()), QStringList());
-    }
-
-    void profiles_data() { Engines::rows(); }
-
-    void profiles()
-    {
-        QFETCH(QString, engine);
-        const CollectionPtr profiles = VarnelDBCon::GetProvisioningProfiles(source(engine));
-        // The broken and the empty profile are skipped; the others keep the order
-        // they are read in, each under its new profile ID.
-        QCOMPARE(profiles->count(), 2);
-        QVERIFY(profiles->key(1) != profiles->key(2));
-        QStringList described = describe(profiles);
-        described.replaceInStrings(QRegularExpression(u"\\{[0-9A-F-]{36}\\}"_s), u"{ID}"_s);
-        QCOMPARE(inServerOrder(engine, described),
-                 inServerOrder(engine, {u"{ID}=[Server=mail.example.com|Port=443|ProfileID={ID}|"
-                                        "ProfileName=Sales|ProfileDescription=Sales phones]"_s,
-                                        u"{ID}=[A=1|ProfileID={ID}|ProfileName=Field|"
-                                        "ProfileDescription=]"_s}));
-        for (int i = 1; i <= profiles->count(); ++i) {
-            QCOMPARE(profiles->collection(i)->item(u"ProfileID"_s).toString(), profiles->key(i));
-        }
-
-        // A database without the table yields what was read: nothing.
-        TestDatabase bare(engine, u"Bare"_s);
-        bare.make({});
-        QCOMPARE(VarnelDBCon::GetProvisioningProfiles(bare.connectionString())->count(), 0);
     }
 
     void parseProfile_data()
@@ -356,30 +309,6 @@ private slots:
     }
 
     // On SQL Server through the two stored procedures and their output parameters.
-    void registry_data()
-    {
-        Engines::addColumn();
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("exists");
-        QTest::addColumn<QString>("value");
-        Engines::newRows("present", u"NTLogon"_s, true, u"1"_s);
-        // Exactly the seven characters: the output parameter is bound 255 long.
-        Engines::newRows("seven characters", u"AuthenticationMethod"_s, true, u"NTLOGON"_s);
-        Engines::newRows("name in lower case", u"ntlogon"_s, true, u"1"_s);
-        Engines::newRows("present with null", u"MailDomain"_s, true, u""_s);
-        Engines::newRows("present and empty", u"Empty"_s, true, u""_s);
-        Engines::newRows("missing", u"NoSuchName"_s, false, u""_s);
-        Engines::newRows("quote in name", u"NT'Logon"_s, false, u""_s);
-    }
-
-    void registry()
-    {
-        QFETCH(QString, engine);
-        QFETCH(QString, name);
-        QTEST(VarnelDBCon::RegistryNameExists(source(engine), name), "exists");
-        QTEST(VarnelDBCon::RegistryValueGet(source(engine), name), "value");
-    }
-
     void registryFailures_data()
     {
         QTest::addColumn<QString>("connectionString");

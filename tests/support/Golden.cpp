@@ -1,5 +1,6 @@
 #include "support/Golden.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -29,7 +30,8 @@ QString diff(const QString& expected, const QString& actual)
 QString Golden::difference(const QString& name, const QString& actual)
 {
     const QString expectedPath = QStringLiteral(TESTS_SOURCE_DIR "/data/") + name;
-    const QString actualPath = QDir::currentPath() + QStringLiteral("/golden-actual/") + name;
+    const QString actualPath =
+        QCoreApplication::applicationDirPath() + QStringLiteral("/golden-actual/") + name;
     const QByteArray bytes = actual.toUtf8();
     QFile expected(expectedPath);
     const bool exists = expected.open(QIODevice::ReadOnly);
