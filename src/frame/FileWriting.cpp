@@ -76,6 +76,22 @@ QString folderOf(const QString& path)
                          source);
 }
 
+// Writes the bytes and forces them to disk; false when either fails, with the
+// system's reason for a failed sync in syncFailure.
+bool writeSynced(QFile& file, const QByteArray& bytes, qint64& written, QString& syncFailure)
+{
+    written = file.write(bytes);
+    bool complete = written == bytes.size();
+#ifdef Q_OS_UNIX
+    // A file system may take the data and fail only when it is put on disk.
+    if (complete && ::fsync(file.handle()) != 0) {
+        complete = false;
+        syncFailure = qt_error_string(errno);
+    }
+#endif
+    return complete;
+}
+
 } // namespace
 
 QString FileWriting::WhyNotWritable(const QString& path, bool folderToo)
@@ -146,15 +162,9 @@ void FileWriting::AppendDurable(const QString& path, const QByteArray& bytes, co
     }
     file.setPermissions(OwnerOnly);
     const qint64 before = file.size();
-    const qint64 written = file.write(bytes);
-    bool complete = written == bytes.size();
+    qint64 written = 0;
     QString syncFailure;
-#ifdef Q_OS_UNIX
-    if (complete && ::fsync(file.handle()) != 0) {
-        complete = false;
-        syncFailure = qt_error_string(errno);
-    }
-#endif
+    const bool complete = writeSynced(file, bytes, written, syncFailure);
     if (!complete) {
         if (file.size() != before) {
             file.resize(before);
@@ -175,16 +185,9 @@ void FileWriting::WriteNew(const QString& path, const QByteArray& bytes, const Q
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered, OwnerOnly)) {
         cannotOpen(path, file, source);
     }
-    const qint64 written = file.write(bytes);
-    bool complete = written == bytes.size();
+    qint64 written = 0;
     QString syncFailure;
-#ifdef Q_OS_UNIX
-    // A file system may take the data and fail only when it is put on disk.
-    if (complete && ::fsync(file.handle()) != 0) {
-        complete = false;
-        syncFailure = qt_error_string(errno);
-    }
-#endif
+    bool complete = writeSynced(file, bytes, written, syncFailure);
     file.close();
     complete = complete && file.error() == QFileDevice::NoError;
     if (!complete) {
