@@ -1,5 +1,6 @@
 #include "db/ConnectionReuse.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QHash>
 #include <QSqlDatabase>
@@ -26,9 +27,26 @@ struct Kept
 
 int scopes = 0;
 
+// How long a SQL Server session is kept idle: below the driver manager's pool
+// time-out, after which the pool's probe would have checked it.
+constexpr int ServerIdleMilliseconds = 30000;
+
 QHash<QString, Kept>& kept()
 {
     static QHash<QString, Kept> connections;
+    return connections;
+}
+
+struct KeptServer
+{
+    QSqlDatabase database;
+    QString name;
+    QDeadlineTimer idle;
+};
+
+QHash<QString, KeptServer>& keptServers()
+{
+    static QHash<QString, KeptServer> connections;
     return connections;
 }
 
@@ -99,6 +117,13 @@ ConnectionReuse::Scope::~Scope()
     for (Kept& connection : connections) {
         restoreJournal(connection);
         close(connection);
+    }
+    QHash<QString, KeptServer> servers;
+    servers.swap(keptServers());
+    for (KeptServer& connection : servers) {
+        connection.database.close();
+        connection.database = QSqlDatabase();
+        QSqlDatabase::removeDatabase(connection.name);
     }
 }
 
@@ -174,6 +199,39 @@ bool ConnectionReuse::Keep(QSqlDatabase& database, const QString& name)
     connection.database = database;
     connection.name = name;
     kept().insert(file, connection);
+    database = QSqlDatabase();
+    return true;
+}
+
+bool ConnectionReuse::TakeServer(const QString& odbcText, QSqlDatabase& database, QString& name)
+{
+    auto found = keptServers().find(odbcText);
+    if (found == keptServers().end()) {
+        return false;
+    }
+    KeptServer connection = found.value();
+    keptServers().erase(found);
+    if (connection.idle.hasExpired() || !connection.database.isOpen()) {
+        connection.database.close();
+        connection.database = QSqlDatabase();
+        QSqlDatabase::removeDatabase(connection.name);
+        return false;
+    }
+    database = connection.database;
+    name = connection.name;
+    return true;
+}
+
+bool ConnectionReuse::KeepServer(QSqlDatabase& database, const QString& name, bool clean)
+{
+    if (scopes == 0 || !clean || !database.isOpen()) {
+        return false;
+    }
+    const QString text = database.databaseName();
+    if (keptServers().contains(text)) {
+        return false;
+    }
+    keptServers().insert(text, {database, name, QDeadlineTimer(ServerIdleMilliseconds)});
     database = QSqlDatabase();
     return true;
 }

@@ -16,6 +16,13 @@ class QSqlDatabase;
 // every database whole, a power cut may lose the last commits. When the last Scope
 // ends, the kept connections are closed and each database goes back to its rollback
 // journal, so that afterwards the .sqlite file alone holds everything.
+//
+// SQL Server connections are kept the same way while a Scope lives, by their ODBC
+// connection text: the next DbConnection with the same text gets the session the last
+// one closed, idle, outside any transaction, as the driver manager's pool would hand
+// it over, but without the round trip that every opening through the Qt driver costs
+// (SET QUOTED_IDENTIFIER ON, sent through a server cursor). A connection that failed,
+// or that was kept idle longer than the pool keeps one, is closed instead.
 namespace ConnectionReuse {
 
 class Scope
@@ -38,5 +45,10 @@ void Prepare(QSqlDatabase& database);
 // transaction or statement still open, or one is kept for the file already), and the
 // caller closes it.
 bool Keep(QSqlDatabase& database, const QString& name);
+
+// The same for SQL Server connections, by their ODBC connection text. Keep is told
+// whether the connection is clean: no transaction open and no failure met.
+bool TakeServer(const QString& odbcText, QSqlDatabase& database, QString& name);
+bool KeepServer(QSqlDatabase& database, const QString& name, bool clean);
 
 } // namespace ConnectionReuse

@@ -4,6 +4,7 @@
 #include "db/ConnectionString.h"
 #include "db/EmbeddedCollations.h"
 #include "db/EngineSettings.h"
+#include "db/OdbcDirect.h"
 #include "db/OdbcText.h"
 #include "frame/FileWriting.h"
 #include "frame/MigrationError.h"
@@ -63,6 +64,9 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
                                  QStringLiteral("Database"));
         }
         const QString odbcText = OdbcConnectString(parts, EngineSettings::gsOdbcDriver);
+        if (ConnectionReuse::TakeServer(odbcText, mDatabase, mName)) {
+            return;
+        }
         mDatabase = QSqlDatabase::addDatabase(QStringLiteral("QODBC"), mName);
         mDatabase.setDatabaseName(odbcText);
         const int timeout =
@@ -102,7 +106,8 @@ DbConnection::DbConnection(const QString& connectionString, Mode mode) : mName(n
 
 DbConnection::~DbConnection()
 {
-    if (mEmbedded && ConnectionReuse::Keep(mDatabase, mName)) {
+    if (mEmbedded ? ConnectionReuse::Keep(mDatabase, mName)
+                  : ConnectionReuse::KeepServer(mDatabase, mName, mClean && !mInTransaction)) {
         return;
     }
     if (mDatabase.isValid()) {
@@ -120,6 +125,7 @@ QSqlQuery DbConnection::prepare(const QString& sql)
         if (mEmbedded) {
             fail(query.lastError());
         }
+        mClean = false;
         raise(query.lastError(), sql);
     }
     return query;
@@ -162,6 +168,15 @@ void DbConnection::readRemainingResults(QSqlQuery& query)
 
 void DbConnection::execute(const QString& sql, const QVariantList& parameters)
 {
+    if (!mEmbedded && !parameters.isEmpty()) {
+        QSqlError error;
+        if (OdbcDirect::Run(mDatabase, sql, parameters, error)) {
+            if (error.isValid()) {
+                fail(error);
+            }
+            return;
+        }
+    }
     QSqlQuery query(mDatabase);
     run(query, sql, parameters);
     readRemainingResults(query);
@@ -196,6 +211,23 @@ QList<QSqlRecord> DbConnection::select(const QString& sql, const QVariantList& p
     return rows;
 }
 
+QVariant DbConnection::number(const QString& sql, const QVariantList& parameters)
+{
+    if (!mEmbedded) {
+        QSqlError error;
+        QVariant value;
+        if (OdbcDirect::Run(mDatabase, sql, parameters, error, &value)) {
+            if (error.isValid()) {
+                fail(error);
+            }
+            return value;
+        }
+    }
+    const QList<QSqlRecord> rows = select(sql, parameters);
+    return rows.isEmpty() || rows.first().isNull(0) ? QVariant()
+                                                    : QVariant(rows.first().value(0).toLongLong());
+}
+
 bool DbConnection::hasRow(const QString& sql)
 {
     QSqlQuery query(mDatabase);
@@ -226,10 +258,11 @@ void DbConnection::executeBatch(const QString& sqlServerText, const QStringList&
 
 void DbConnection::beginTransaction()
 {
+    mInTransaction = true;
     if (!mEmbedded) {
-        if (!mDatabase.transaction()) {
-            fail(mDatabase.lastError());
-        }
+        // Begun and ended by statements: switching the driver's autocommit off and on
+        // again around a commit costs a round trip more.
+        execute(QStringLiteral("BEGIN TRANSACTION"));
         return;
     }
     // A plain BEGIN reads first and asks for the write lock only at its first write;
@@ -243,14 +276,28 @@ void DbConnection::beginTransaction()
 
 void DbConnection::commit()
 {
-    if (!mDatabase.commit()) {
+    if (!mEmbedded) {
+        execute(QStringLiteral("COMMIT TRANSACTION"));
+    } else if (!mDatabase.commit()) {
         fail(mDatabase.lastError());
     }
+    mInTransaction = false;
 }
 
 void DbConnection::rollback()
 {
-    mDatabase.rollback();
+    // A connection whose work was taken back is not handed on.
+    mClean = false;
+    if (mEmbedded) {
+        mDatabase.rollback();
+        return;
+    }
+    try {
+        execute(QStringLiteral("IF @@TRANCOUNT > 0 ROLLBACK TRANSACTION"));
+    } catch (const std::exception&) {
+        // The connection is closed with whatever it still holds, which the server
+        // then takes back itself.
+    }
 }
 
 long DbConnection::errorNumber(const QSqlError& error)
@@ -286,6 +333,7 @@ constexpr int EmbeddedNotADatabase = 26;
 
 void DbConnection::fail(const QSqlError& error) const
 {
+    mClean = false;
     if (!mEmbedded) {
         raise(error);
     }

@@ -38,6 +38,10 @@ public:
     void execute(const QString& sql, const QVariantList& parameters = {});
     // Runs one statement and returns all of its rows.
     QList<QSqlRecord> select(const QString& sql, const QVariantList& parameters = {});
+    // Runs one statement and returns the first column of its first row as a whole
+    // number (null without a row). On SQL Server this and execute with parameters go
+    // through OdbcDirect: one round trip where the Qt driver takes two.
+    QVariant number(const QString& sql, const QVariantList& parameters = {});
     // Runs one statement and tells whether it returns at least one row, reading no more.
     bool hasRow(const QString& sql);
     // A statement prepared once and run many times, forward-only like every query
@@ -85,4 +89,8 @@ private:
     QSqlDatabase mDatabase;
     bool mEmbedded = false;
     QString mFile;
+    // Whether the connection may be handed to the next operation (ConnectionReuse):
+    // no failure met, no transaction left open.
+    mutable bool mClean = true;
+    bool mInTransaction = false;
 };

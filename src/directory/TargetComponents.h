@@ -8,6 +8,8 @@
 #include <QVariant>
 #include <QVariantList>
 
+#include <memory>
+
 // The target system's components as the wizard calls them, with their operations
 // and argument orders. Each is created per call through the ComponentFactory and
 // released on return. Operations report failures by throwing MigrationError.
@@ -52,12 +54,33 @@ public:
     virtual VariantTable GetList(int which, const QString& connectionString) = 0;
 };
 
+// Encodings of new passwords made ahead, on threads of the encoder's own, while the
+// caller goes on with other work. Released, it drops the encodings not begun and
+// returns once none runs any more: no thread outlives it.
+class PreparedPasswords
+{
+public:
+    virtual ~PreparedPasswords() = default;
+    // Begins encoding these clear passwords, in the order given.
+    virtual void Prepare(const QStringList& clearPasswords) = 0;
+    // Waits up to the given time for the encoding of a prepared password; true once
+    // it is done (or has failed).
+    virtual bool Wait(const QString& clearPassword, int milliseconds) = 0;
+    // The encoded form of a prepared password, as EncodePassword gives it, waiting for
+    // it when needed; raises what the encoding raised. The password is forgotten.
+    virtual QString Take(const QString& clearPassword) = 0;
+};
+
 // Turns a clear password into the form that the Directory stores.
 class PasswordEncoderComponent
 {
 public:
     virtual ~PasswordEncoderComponent() = default;
     virtual QString EncodePassword(const QString& clearPassword) = 0;
+    // Offered by an encoder that can encode ahead: where passwords named before they
+    // are needed are encoded and then looked up. Null (the default) when it encodes
+    // only when asked. What it gives lives on after the component is released.
+    virtual std::shared_ptr<PreparedPasswords> PreparePasswords() { return nullptr; }
 };
 
 // The introduction e-mail templates; the chosen template is remembered per Directory.

@@ -6,9 +6,11 @@
 #include <QString>
 
 #include <exception>
+#include <memory>
 
 class RunProgress;
 class RunObserver;
+class NewPasswords;
 
 // The migration run: stores, users with their introduction e-mails, Device
 // Provisioning profiles, and the status report. It owns the run's working lists and
@@ -108,4 +110,6 @@ private:
     // Users waiting in cMailQueue, and the record of the user in hand.
     QSet<int> mQueuedUsers;
     CollectionPtr mCurrentRecord;
+    // The new passwords prepared ahead of the user loop, while it runs.
+    std::shared_ptr<NewPasswords> mNewPasswords;
 };

@@ -1,3 +1,4 @@
+#include "directory/NewPasswords.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
@@ -12,6 +13,8 @@
 #include "frame/RecordKeys.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+
+#include <QScopeGuard>
 
 using CommonFunctions::WriteLog;
 using namespace RecordKeys;
@@ -48,7 +51,16 @@ void MigrationEngine::MigrateUserList()
     }
     cMailQueue = Collection::create();
 
+    // New passwords are made and encoded a window ahead of the loop, on every core;
+    // the encodings not taken are dropped, and their threads end, with the loop.
+    if (GlobalVariables::gbNewPasswords && count > 0) {
+        mNewPasswords = std::make_shared<NewPasswords>();
+    }
+    const auto releasePasswords = qScopeGuard([this] { mNewPasswords.reset(); });
     for (int position = 1; position <= count; ++position) {
+        if (mNewPasswords) {
+            mNewPasswords->prepare(count - position + 1);
+        }
         const int id = vaUserIDs->item(position).toInt();
         try {
             migrateUser(position, id, actions, zeUserIDs);
@@ -57,6 +69,7 @@ void MigrationEngine::MigrateUserList()
         }
         finishItem(position);
     }
+    mNewPasswords.reset();
 
     SendIntroductionMails();
     WriteLog(QStringLiteral("Finished migrating users ") + AppClock::logTime());

@@ -1,3 +1,4 @@
+#include "directory/NewPasswords.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "engine/OutcomeCodes.h"
@@ -95,7 +96,11 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         WriteLog(QStringLiteral("Converting password"));
         if (GlobalVariables::gbNewPasswords) {
             QString clear;
-            ZephrinFunctions::CreateNewPassword(clear, password);
+            if (mNewPasswords) {
+                mNewPasswords->take(clear, password);
+            } else {
+                ZephrinFunctions::CreateNewPassword(clear, password);
+            }
             put(record, PasswordClear, clear);
         } else {
             step = QStringLiteral("CharCodesToText");

@@ -144,6 +144,28 @@ QVariant DirectoryWriter::userFieldValue(int position, const QVariant& columnVal
     }
 }
 
+void DirectoryWriter::readNextIDs(const QList<QPair<QString, QString>>& tables)
+{
+    QStringList reads;
+    QStringList names;
+    for (const auto& [table, idColumn] : tables) {
+        if (!mNextIDs.contains(table)) {
+            reads << QStringLiteral("(SELECT COALESCE(MAX(%2), 0) + 1 FROM %1 WITH (UPDLOCK, "
+                                    "HOLDLOCK))")
+                         .arg(table, idColumn);
+            names << table;
+        }
+    }
+    if (mConnection.isEmbedded() || names.size() < 2) {
+        return; // read table by table, as nextID does
+    }
+    const auto rows =
+        mConnection.select(QStringLiteral("SELECT ") + reads.join(QStringLiteral(", ")));
+    for (int i = 0; i < names.size(); ++i) {
+        mNextIDs.insert(names.at(i), rows.isEmpty() ? 1 : rows.first().value(i).toInt());
+    }
+}
+
 int DirectoryWriter::nextID(const QString& table, const QString& idColumn)
 {
     auto found = mNextIDs.find(table);
@@ -193,9 +215,16 @@ bool DirectoryWriter::loginIDTaken(const QString& loginID, int exceptUserID)
         sql += QStringLiteral(" AND UserID <> ?");
         values << exceptUserID;
     }
+    if (!mConnection.isEmbedded()) {
+        return mConnection.number(sql, values).toLongLong() > 0;
+    }
     QSqlQuery& query = prepared(sql, sql);
     run(query, values);
     const bool taken = query.next() && query.value(0).toInt() > 0;
+    // The answer is read to its end: a statement closed with its end unread makes the
+    // SQL Server driver cancel it, one more round trip.
+    while (query.next()) {
+    }
     query.finish();
     return taken;
 }
@@ -222,6 +251,17 @@ QSqlQuery& DirectoryWriter::prepared(const QString& key, const QString& sql)
     return *found.value();
 }
 
+void DirectoryWriter::runPrepared(const QString& key, const QString& sql,
+                                  const QVariantList& values)
+{
+    // On SQL Server: one round trip sent directly, two prepared (see OdbcDirect).
+    if (!mConnection.isEmbedded()) {
+        mConnection.execute(sql, values);
+        return;
+    }
+    run(prepared(key, sql), values);
+}
+
 void DirectoryWriter::run(QSqlQuery& query, const QVariantList& values)
 {
     for (int index = 0; index < values.size(); ++index) {
@@ -246,20 +286,24 @@ int DirectoryWriter::insertUser(const QVariantList& userFields, const QList<QVar
         return value.isNull() ? fallback : value.toInt();
     };
     refuseTakenLoginID(text(userFields.at(8)));
+    if (!services.isEmpty()) {
+        readNextIDs({{QStringLiteral("fwtUser"), QStringLiteral("UserID")},
+                     {QStringLiteral("fwtService"), QStringLiteral("ServiceID")}});
+    }
     const int userID = nextID(QStringLiteral("fwtUser"), QStringLiteral("UserID"));
-    QSqlQuery& user = prepared(
+    runPrepared(
         QStringLiteral("user"),
         QStringLiteral("INSERT INTO fwtUser (UserID, FirstName, LastName, Text3, Text4, Enabled, "
                        "LanguageID, TimeZoneID, LoginID, Password, DateFormat, TimeFormat, "
                        "Option12, Option13, Option14, GraphicsOn, MobileNumber, Option17, "
                        "LogonFailureCount) "
-                       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
-    run(user, {userID, text(userFields.at(1)), text(userFields.at(2)), text(userFields.at(3)),
-               text(userFields.at(4)), userFields.at(5).toBool() ? 1 : 0, number(6, 1033),
-               number(7, 24), text(userFields.at(8)), text(userFields.at(9)),
-               text(userFields.at(10)), text(userFields.at(11)), number(12, 0), number(13, 0),
-               number(14, 0), userFields.at(15).toBool() ? 1 : 0, text(userFields.at(16)),
-               userFields.at(17).toBool() ? 1 : 0, number(18, 0)});
+                       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+        {userID, text(userFields.at(1)), text(userFields.at(2)), text(userFields.at(3)),
+         text(userFields.at(4)), userFields.at(5).toBool() ? 1 : 0, number(6, 1033), number(7, 24),
+         text(userFields.at(8)), text(userFields.at(9)), text(userFields.at(10)),
+         text(userFields.at(11)), number(12, 0), number(13, 0), number(14, 0),
+         userFields.at(15).toBool() ? 1 : 0, text(userFields.at(16)),
+         userFields.at(17).toBool() ? 1 : 0, number(18, 0)});
 
     // A user's services and their settings go in with one statement each.
     QVariantList serviceValues;
@@ -313,10 +357,9 @@ void DirectoryWriter::insertRows(const QString& insertText, int columns, const Q
         const QString tuple = QLatin1Char('(') +
                               QStringList(columns, QStringLiteral("?")).join(QStringLiteral(", ")) +
                               QLatin1Char(')');
-        QSqlQuery& query =
-            prepared(insertText + QString::number(count),
-                     insertText + QStringList(count, tuple).join(QStringLiteral(", ")));
-        run(query, values.mid(qsizetype(first) * columns, qsizetype(count) * columns));
+        runPrepared(insertText + QString::number(count),
+                    insertText + QStringList(count, tuple).join(QStringLiteral(", ")),
+                    values.mid(qsizetype(first) * columns, qsizetype(count) * columns));
     }
 }
 

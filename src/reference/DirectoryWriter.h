@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QPair>
 #include <QSqlQuery>
 #include <QString>
 #include <QStringList>
@@ -27,6 +28,10 @@ public:
 
     // The next free ID of a table.
     int nextID(const QString& table, const QString& idColumn);
+    // On SQL Server, reads the next free IDs of several tables (table, ID column) in
+    // one statement, one round trip instead of one per table; nextID then counts on
+    // from them. The embedded engine reads them table by table.
+    void readNextIDs(const QList<QPair<QString, QString>>& tables);
 
     // Whether a directory user other than exceptUserID (0: none) has this login ID,
     // compared as the server compares it: letter case ignored in every alphabet,
@@ -62,6 +67,9 @@ public:
 private:
     QSqlQuery& prepared(const QString& key, const QString& sql);
     void run(QSqlQuery& query, const QVariantList& values);
+    // Runs the statement prepared under key (embedded engine), or on SQL Server sends
+    // it with its values in one call.
+    void runPrepared(const QString& key, const QString& sql, const QVariantList& values);
     // Inserts rows of `columns` values each, several rows per statement.
     void insertRows(const QString& insertText, int columns, const QVariantList& values);
 

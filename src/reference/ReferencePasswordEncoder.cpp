@@ -2,6 +2,7 @@
 
 #include "frame/MigrationError.h"
 #include "reference/IniConfiguration.h"
+#include "reference/PooledPasswordEncoding.h"
 
 #include <QFileInfo>
 #include <QRandomGenerator>
@@ -79,6 +80,14 @@ QString ReferencePasswordEncoder::EncodePassword(const QString& clearPassword)
     return Scheme + QLatin1Char('$') + QString::number(mIterations) + QLatin1Char('$') +
            QString::fromLatin1(salt.toBase64()) + QLatin1Char('$') +
            QString::fromLatin1(key.toBase64());
+}
+
+std::shared_ptr<PreparedPasswords> ReferencePasswordEncoder::PreparePasswords()
+{
+    const int iterations = mIterations;
+    return std::make_shared<PooledPasswordEncoding>([iterations](const QString& clear) {
+        return ReferencePasswordEncoder(iterations).EncodePassword(clear);
+    });
 }
 
 bool ReferencePasswordEncoder::VerifyPassword(const QString& clearPassword,

@@ -11,6 +11,9 @@
 //   pbkdf2-sha256$<iterations>$<salt, base64>$<key, base64>
 // The cost (iterations) is stored with every encoded password, so a password
 // encoded at another cost keeps verifying when the configured cost changes.
+// Passwords handed to PreparePasswords are encoded on threads of their own
+// (PooledPasswordEncoding), so a run that gives many users new passwords keeps
+// every core busy with them.
 // zephrin.ini sets the cost for new passwords:
 //   [directory]  passworditerations  (600000 unless set)
 class ReferencePasswordEncoder : public PasswordEncoderComponent
@@ -26,6 +29,8 @@ public:
     static int ConfiguredIterations(const QString& configurationPath);
 
     QString EncodePassword(const QString& clearPassword) override;
+    // Encodes ahead on one thread per processor core, at this encoder's cost.
+    std::shared_ptr<PreparedPasswords> PreparePasswords() override;
     int iterations() const { return mIterations; }
 
     // True when the clear text yields the encoded form.
