@@ -132,7 +132,9 @@ private slots:
     }
 
     // The version goes to the record and to the one setting; the next user on that
-    // server finds the new store, and a second one of the same name is refused.
+    // server finds the new store, and a second one of the same name is refused. The
+    // stores are listed in the order they were added, so that of two stores with the
+    // same short name a user lands on the older one.
     void addStore_data() { Engines::rows(); }
 
     void addStore()
@@ -142,35 +144,49 @@ private slots:
         SeenEntry seen;
         Components::setFactory(std::make_shared<RecordingFactory>(seen));
         const QString description = u"This Exchange 5.5 store was manually added at 2024"_s;
-        ZephrinFunctions::AddStore(u"OLDMAIL"_s, 1, description, directory.connectionString());
+        ZephrinFunctions::AddStore(u"OLDMAIL.corp"_s, 1, description, directory.connectionString());
 
-        QVERIFY(seen.record.isOneDimensional());
-        QCOMPARE(seen.record.upperField(), 3);
-        QVERIFY(seen.record.at(0).isNull());
-        QCOMPARE(seen.record.at(1).toString() + '/' + seen.record.at(2).toString() + '/' +
-                     seen.record.at(3).toString(),
-                 u"OLDMAIL/1/"_s + description);
-        QCOMPARE(seen.settings.upperRecord(), 0);
-        QCOMPARE(QStringList({describe(seen.settings.at(0, 0)), describe(seen.settings.at(1, 0)),
-                              describe(seen.settings.at(2, 0)), describe(seen.settings.at(3, 0))}),
-                 QStringList({"exchangeversion", "store", "(null)", "1"}));
+        QStringList given;
+        for (int field = seen.record.lowerField(); field <= seen.record.upperField(); ++field) {
+            given << describe(seen.record.at(field));
+        }
+        for (int field = 0; field <= seen.settings.upperField(); ++field) {
+            given << describe(seen.settings.at(field, 0));
+        }
+        QCOMPARE(given, QStringList({"(null)", "OLDMAIL.corp", "1", description, "exchangeversion",
+                                     "store", "(null)", "1"}));
+        QVERIFY(seen.record.isOneDimensional() && seen.settings.upperRecord() == 0);
         QVERIFY(seen.reserved.isEmpty());
 
-        QCOMPARE(describe(directory.rows(u"SELECT s.Name, s.ExchangeVersion, s.Description, "
-                                         "st.Name, st.Kind, st.Value FROM fwtStore s JOIN "
-                                         "fwtStoreSetting st ON st.StoreID = s.StoreID"_s)),
-                 QStringList{u"OLDMAIL/1/%1/exchangeversion/store/1"_s.arg(description)});
-        QString server = u"oldmail"_s;
+        QString server = u"oldmail.corp"_s;
         QVERIFY(ZephrinFunctions::StoreExists(server, directory.connectionString()));
-        QVERIFY_THROWS_EXCEPTION(
-            MigrationError,
-            ZephrinFunctions::AddStore(u"OldMail"_s, 2, QString(), directory.connectionString()));
-        QCOMPARE(directory.scalar(u"SELECT COUNT(*) FROM fwtStore"_s).toInt(), 1);
-
+        QVERIFY_THROWS_EXCEPTION(MigrationError,
+                                 ZephrinFunctions::AddStore(u"OldMail.Corp"_s, 2, QString(),
+                                                            directory.connectionString()));
         // A server named with blanks around it is found again by the same text.
         ZephrinFunctions::AddStore(u" mail02 "_s, 2, QString(), directory.connectionString());
         server = u" MAIL02 "_s;
         QVERIFY(ZephrinFunctions::StoreExists(server, directory.connectionString()));
+        ZephrinFunctions::AddStore(u"oldmail.example.com"_s, 2, QString(),
+                                   directory.connectionString());
+
+        QCOMPARE(describe(directory.rows(u"SELECT s.Name, s.ExchangeVersion, s.Description, "
+                                         "st.Name, st.Kind, st.Value FROM fwtStore s JOIN "
+                                         "fwtStoreSetting st ON st.StoreID = s.StoreID "
+                                         "ORDER BY s.StoreID"_s)),
+                 QStringList({u"OLDMAIL.corp/1/%1/exchangeversion/store/1"_s.arg(description),
+                              u" mail02 /2//exchangeversion/store/2"_s,
+                              u"oldmail.example.com/2//exchangeversion/store/2"_s}));
+        const VariantTable stores =
+            TargetComponentFactory(QString()).CreateStoreMaintenance()->GetStores(
+                -1, directory.connectionString());
+        QStringList listed;
+        for (int record = 0; record <= stores.upperRecord(); ++record) {
+            listed << stores.at(1, record).toString();
+        }
+        QCOMPARE(listed, QStringList({"OLDMAIL.corp", " mail02 ", "oldmail.example.com"}));
+        QCOMPARE(ZephrinFunctions::FindStoreID(u"OLDMAIL"_s, stores),
+                 directory.scalar(u"SELECT MIN(StoreID) FROM fwtStore"_s).toInt());
     }
 };
 
