@@ -98,6 +98,17 @@ void RunJournal::execute(const char* sql)
     }
 }
 
+std::unique_ptr<RunJournal> RunJournal::openFile(const QString& path)
+{
+    sqlite3* db = nullptr;
+    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr);
+    std::unique_ptr<RunJournal> journal(new RunJournal(path, db));
+    if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
+        journal->fail(QStringLiteral("could not be opened"));
+    }
+    return journal;
+}
+
 std::unique_ptr<RunJournal> RunJournal::Create(const QString& path)
 {
     QString why;
@@ -107,12 +118,7 @@ std::unique_ptr<RunJournal> RunJournal::Create(const QString& path)
                                  .arg(QDir::toNativeSeparators(path), why),
                              Source);
     }
-    sqlite3* db = nullptr;
-    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr);
-    std::unique_ptr<RunJournal> journal(new RunJournal(path, db));
-    if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
-        journal->fail(QStringLiteral("could not be opened"));
-    }
+    std::unique_ptr<RunJournal> journal = openFile(path);
     // Held by this process alone until it closes the journal, so that no second
     // process resumes a run that is still going; write-ahead with every commit synced:
     // one disk wait per commit.
@@ -131,12 +137,8 @@ std::unique_ptr<RunJournal> RunJournal::Open(const QString& path)
             QStringLiteral("There is no run journal %1").arg(QDir::toNativeSeparators(path)),
             Source);
     }
-    sqlite3* db = nullptr;
-    sqlite3_open_v2(QFile::encodeName(path).constData(), &db, SQLITE_OPEN_READWRITE, nullptr);
-    std::unique_ptr<RunJournal> journal(new RunJournal(path, db));
-    if (db == nullptr || sqlite3_errcode(db) != SQLITE_OK) {
-        journal->fail(QStringLiteral("could not be opened"));
-    }
+    std::unique_ptr<RunJournal> journal = openFile(path);
+    sqlite3* db = journal->mDb;
     const int opened = sqlite3_exec(db,
                                     "PRAGMA locking_mode=EXCLUSIVE; PRAGMA journal_mode=WAL; "
                                     "PRAGMA synchronous=FULL",

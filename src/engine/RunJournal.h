@@ -105,6 +105,8 @@ public:
 
 private:
     RunJournal(QString path, sqlite3* db);
+    // Opens the file for reading and writing; fails naming it when it cannot.
+    static std::unique_ptr<RunJournal> openFile(const QString& path);
     void execute(const char* sql);
     void load();
     void begin();

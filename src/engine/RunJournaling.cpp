@@ -379,12 +379,12 @@ void MigrationEngine::journalProfile(int position, bool status)
 
 void RunJournal::passPoint(const char* point)
 {
-    static const QByteArray spec = qgetenv("VARNEL_TEST_JOURNAL_STOP");
-    if (spec.isEmpty()) {
+    static const QByteArray stopAt = qgetenv("VARNEL_TEST_JOURNAL_STOP");
+    if (stopAt.isEmpty()) {
         return;
     }
     static QHash<QByteArray, int> passed;
-    const QList<QByteArray> parts = spec.split(':');
+    const QList<QByteArray> parts = stopAt.split(':');
     if (parts.size() < 2 || parts.at(0) != point) {
         return;
     }
