@@ -1,7 +1,5 @@
-// The journal of a run in this process: what it holds after a run, that it puts the
-// pages' state back as they left it, that it and the recovery file of a replacement
-// are their owner's only, that a user is not deleted without its copy, and that users
-// written but not mailed are counted, logged and mailed by the resume.
+// The journal of a run in this process, the recovery file of a replacement, and the
+// resume of a run that was stopped or could not mail its users.
 
 #include "db/DbConnection.h"
 #include "directory/ComponentFactory.h"
@@ -17,18 +15,17 @@
 #include "pages/ResumeRun.h"
 #include "reference/TargetComponentFactory.h"
 #include "support/Describe.h"
+#include "support/Golden.h"
 #include "support/PageFixture.h"
 #include "support/PlainRights.h"
+#include "support/ProgramRun.h"
 #include "support/RunState.h"
 #include "unattended/OutcomeWatch.h"
 
-#include <QApplication>
 #include <QDir>
-#include <QFile>
 #include <QPushButton>
-#include <QStandardPaths>
+#include <QRegularExpression>
 #include <QTest>
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -37,11 +34,24 @@ namespace {
 constexpr QFile::Permissions OwnerOnly =
     QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
 
-QString runOnce(MigrationEngine& engine)
+// A run of the engine on the state as filled, resumed from a journal when one is
+// given, stopped after as many users when stopAfter is set; its journal's path.
+QString runEngine(std::unique_ptr<RunJournal> resumed = {}, int stopAfter = 0)
 {
+    RecordingProgress progress;
+    progress.onEvents = [&progress, stopAfter] {
+        if (stopAfter > 0 && progress.calls.contains(u"value %1"_s.arg(stopAfter))) {
+            StopRequest::request(u"the test"_s);
+        }
+    };
+    MigrationEngine engine(progress);
+    if (resumed) {
+        engine.resumeFrom(std::move(resumed));
+    }
     engine.Load();
     RunState::Run(engine);
-    return engine.gsReport;
+    StopRequest::reset();
+    return engine.journalPath();
 }
 
 } // namespace
@@ -65,18 +75,10 @@ private slots:
     // with its outcome and e-mail, and the input that puts the pages' state back.
     void aFinishedRun()
     {
-        RunChoices choices;
-        choices.users = {1, 2, 11, 22, 28};
-        choices.actions = {{2, 0}, {11, 1}, {22, 2}};
-        choices.profiles = {u"Sales WAP dial-in"_s};
-        RunState::Fill(*demo, choices);
+        fill({1, 2, 11, 22, 28}, {{2, 0}, {11, 1}, {22, 2}}, true, {u"Sales WAP dial-in"_s});
         const QByteArray before = JournalInput::Capture();
-
-        RecordingProgress progress;
-        MigrationEngine engine(progress);
-        runOnce(engine);
-        const QString path = fixture->folder() + u"/MigrationLog20031204153012-Journal.sqlite"_s;
-        QCOMPARE(engine.journalPath(), path);
+        const QString path = runEngine();
+        QCOMPARE(path, fixture->folder() + u"/MigrationLog20031204153012-Journal.sqlite"_s);
         QCOMPARE(QFile::permissions(path), OwnerOnly);
         QVERIFY(!QFile::exists(path + u"-wal"_s));
 
@@ -122,8 +124,8 @@ private slots:
     }
 
     // A replacement whose copy cannot be written beside the log nor in the per-user
-    // folder does not delete the Directory user; a copy that is written is its
-    // owner's only.
+    // folder does not delete the Directory user (the log says why); a copy that is
+    // written is its owner's only.
     void theRecoveryFileComesFirst_data()
     {
         QTest::addColumn<bool>("writable");
@@ -133,57 +135,35 @@ private slots:
     void theRecoveryFileComesFirst()
     {
         QFETCH(bool, writable);
-        RunChoices choices;
-        choices.users = {22};
-        choices.actions = {{22, 2}};
-        choices.newPasswords = false;
-        RunState::Fill(*demo, choices);
+        fill({22}, {{22, 2}}, false);
         const QString fallback = CommonFunctions::FallbackLogFolder();
-        RecordingProgress progress;
-        MigrationEngine engine(progress);
+        PlainRights plain;
+        if (!writable) {
+            if (!plain.isActive()) {
+                QSKIP(qPrintable(plain.skipReason()));
+            }
+            // The log stays writable; the per-user folder is a file.
+            QDir(fallback).removeRecursively();
+            QFile blocker(fallback);
+            QVERIFY(blocker.open(QIODevice::WriteOnly));
+            QFile::setPermissions(fixture->folder(), QFile::ReadOwner | QFile::ExeOwner);
+        }
         MigrationEngine::journalEnabled = false;
-        {
-            PlainRights plain;
-            if (!writable) {
-                if (!plain.isActive()) {
-                    MigrationEngine::journalEnabled = true;
-                    QSKIP(qPrintable(plain.skipReason()));
-                }
-                // The log goes on in its file, which exists and stays writable; the
-                // per-user folder is a file where the folder should be.
-                CommonFunctions::WriteLog(u"Test: the folders are made read-only"_s);
-                QDir(fallback).removeRecursively();
-                QFile blocker(fallback);
-                QVERIFY(blocker.open(QIODevice::WriteOnly));
-                blocker.close();
-                QFile::setPermissions(fixture->folder(), QFile::ReadOwner | QFile::ExeOwner);
-            }
-            runOnce(engine);
-            QFile::setPermissions(fixture->folder(),
-                                  QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-            if (!writable) {
-                QFile::remove(fallback);
-            }
-        }
+        runEngine();
         MigrationEngine::journalEnabled = true;
-        const QString recovery =
-            fixture->folder() + u"/MigrationLog20031204153012-DeletedUsers.txt"_s;
-        QCOMPARE(QFile::exists(recovery), writable);
-        if (writable) {
-            QCOMPARE(QFile::permissions(recovery), OwnerOnly);
-        } else {
-            QVERIFY2(fixture->logEntries().contains(
-                         u"DeleteUser Failed Va User ID: 22 Error Number: 75 Error Description: "
-                         "The Directory user 6 was not deleted: its copy could not be kept: "_s +
-                         recovery + u" cannot be made: the folder "_s + fixture->folder() +
-                         u" may not be written to; "_s + fallback +
-                         u"/MigrationLog20031204153012-DeletedUsers.txt cannot be made: "_s +
-                         fallback + u" is not a folder"_s),
-                     qPrintable(fixture->logEntries().join(u'\n')));
-        }
-        DbConnection directory(demo->directoryConnectionString);
-        QCOMPARE(describe(directory.select(u"SELECT COUNT(*) FROM fwtUser WHERE UserID = 6"_s)),
-                 QStringList({writable ? u"0"_s : u"1"_s}));
+        QFile::setPermissions(fixture->folder(),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::remove(fallback);
+        const QFileInfo recovery(fixture->folder() +
+                                 u"/MigrationLog20031204153012-DeletedUsers.txt"_s);
+        QCOMPARE(recovery.exists() ? recovery.permissions() : QFile::Permissions(),
+                 writable ? OwnerOnly : QFile::Permissions());
+        QCOMPARE_GOLDEN(
+            masked(fixture->logEntries() +
+                       describe(DbConnection(demo->directoryConnectionString)
+                                    .select(u"SELECT UserID FROM fwtUser WHERE UserID = 6"_s)),
+                   fallback),
+            Golden::rowFile(u"journalfile/recovery-"_s));
     }
 
     // The mail server cannot be reached: the users are in the Directory without their
@@ -192,50 +172,28 @@ private slots:
     void writtenButNotMailed()
     {
         const QString ini = fixture->folder() + u"/unreachable.ini"_s;
-        QFile file(ini);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(u"[directory]\nconnectionstring=\"%1\"\npassworditerations=1000\n[mail]\n"
-                   "transport=smtp\nsmtphost=127.0.0.1\nsmtpport=%2\ntimeout=2\n"_s
-                       .arg(demo->directoryConnectionString)
-                       .arg(1)
-                       .toUtf8());
-        file.close();
-        RunChoices choices;
-        choices.users = {1, 3, 5};
-        RunState::Fill(*demo, choices);
+        writeFile(ini, u"[directory]\nconnectionstring=\"%1\"\npassworditerations=1000\n[mail]\n"
+                       "transport=smtp\nsmtphost=127.0.0.1\nsmtpport=1\ntimeout=2\n"_s
+                           .arg(demo->directoryConnectionString)
+                           .toUtf8());
+        fill({1, 3, 5});
         // The service account passed its test on the pages; the server goes away after.
         Components::setFactory(std::make_shared<TargetComponentFactory>(ini));
-        QString journal;
-        {
-            OutcomeWatch watch;
-            RecordingProgress progress;
-            MigrationEngine engine(progress);
-            runOnce(engine);
-            journal = engine.journalPath();
-            QCOMPARE(watch.summary().section(u'\n', 0, 0),
-                     u"Users: 0 migrated, 0 with warnings, 3 failed (3 of them written to the "
-                     "Directory but not mailed: varnel-migrate --resume "_s +
-                         journal + u" sends them)"_s);
-            QVERIFY(fixture->logEntries().contains(
-                u"3 users were written to the Directory but not sent their introduction "
-                "e-mail; the resume of the run sends them: varnel-migrate --resume "_s +
-                journal));
-        }
-        const QStringList users = describe(DbConnection(demo->directoryConnectionString)
-                                               .select(u"SELECT UserID, Password FROM fwtUser"_s));
+        auto watch = std::make_unique<OutcomeWatch>();
+        const QString journal = runEngine();
+        const QString users = u"SELECT UserID, Password FROM fwtUser"_s;
+        const QStringList written =
+            describe(DbConnection(demo->directoryConnectionString).select(users));
+        QStringList seen = watch->summary().split(u'\n');
 
         Components::setFactory(std::make_shared<TargetComponentFactory>(demo->configurationPath));
-        OutcomeWatch watch;
-        RecordingProgress progress;
-        MigrationEngine engine(progress);
-        engine.resumeFrom(RunJournal::Open(journal));
-        runOnce(engine);
-        QVERIFY2(watch.summary().startsWith(u"Users: 3 migrated, 0 with warnings, 0 failed\n"_s),
-                 qPrintable(fixture->logEntries().join(u'\n').right(3000)));
+        watch = std::make_unique<OutcomeWatch>();
+        runEngine(RunJournal::Open(journal));
+        seen << u"== resumed"_s << watch->summary().split(u'\n') << u"== log"_s
+             << fixture->logEntries();
+        QCOMPARE_GOLDEN(masked(seen), u"journalfile/written-but-not-mailed.txt"_s);
         QCOMPARE(QDir(demo->mailFolder).entryList({u"*.eml"_s}).size(), 3);
-        QCOMPARE(describe(DbConnection(demo->directoryConnectionString)
-                              .select(u"SELECT UserID, Password FROM fwtUser"_s)),
-                 users);
+        QCOMPARE(describe(DbConnection(demo->directoryConnectionString).select(users)), written);
     }
 
     // A run stopped after two users: the wizard offers its resume at the start (No
@@ -244,74 +202,67 @@ private slots:
     // run and offers its resume instead of writing them again.
     void theWizardOffersTheResume_data()
     {
-        QTest::addColumn<QString>("where");
+        QTest::addColumn<bool>("atStart");
         QTest::addColumn<bool>("yes");
-        QTest::newRow("at the start, declined") << u"start"_s << false;
-        QTest::newRow("at the start, resumed") << u"start"_s << true;
-        QTest::newRow("before a duplicate run, declined") << u"summary"_s << false;
-        QTest::newRow("before a duplicate run, resumed") << u"summary"_s << true;
+        QTest::newRow("at the start, declined") << true << false;
+        QTest::newRow("at the start, resumed") << true << true;
+        QTest::newRow("before a duplicate run, declined") << false << false;
+        QTest::newRow("before a duplicate run, resumed") << false << true;
     }
     void theWizardOffersTheResume()
     {
-        QFETCH(QString, where);
+        QFETCH(bool, atStart);
         QFETCH(bool, yes);
-        RunChoices choices;
-        choices.users = {1, 3, 5, 7};
-        RunState::Fill(*demo, choices);
-        QString journal;
-        {
-            RecordingProgress progress;
-            progress.onEvents = [&progress] {
-                if (progress.calls.contains(u"value 2"_s)) {
-                    StopRequest::request(u"the test"_s);
-                }
-            };
-            MigrationEngine engine(progress);
-            runOnce(engine);
-            journal = engine.journalPath();
-            QVERIFY(engine.wasStopped());
-        }
-        StopRequest::reset();
+        fill({1, 3, 5, 7});
+        const QString journal = runEngine({}, 2);
         QCOMPARE(RunJournal::Open(journal)->state(), u"stopped"_s);
         fixture->prompter().answers << (yes ? Prompter::Answer::Yes : Prompter::Answer::No);
-
-        if (where == u"start"_s) {
+        if (atStart) {
             QCOMPARE(ResumeRun::OfferAtStart(), yes);
-            QVERIFY2(fixture->prompter().messages().value(0).startsWith(
-                         u"A migration that was started at 2003-12-04 15:30:12 from "_s),
-                     qPrintable(fixture->prompter().messages().value(0)));
-            QVERIFY(fixture->prompter().messages().value(0).contains(u"(2 of 4 users done)"_s));
         } else {
-            RunState::Fill(*demo, choices);
+            fill({1, 3, 5, 7});
             auto* summary = fixture->open<WizardPage>(PageNames::UserInputFinished);
-            QVERIFY(summary != nullptr);
             PageFixture::click(summary->NextBtn);
-            QVERIFY2(fixture->prompter().messages().value(0).startsWith(
-                         u"The Directory already holds 2 users that the migration started at "
-                         "2003-12-04 15:30:12 from the same database wrote"_s),
-                     qPrintable(fixture->prompter().messages().join(u'\n')));
             QCOMPARE(summary->isVisible(), !yes);
         }
         auto* finish = PageFixture::visible<Finish>();
         QCOMPARE(finish != nullptr, yes);
         QCOMPARE(RunJournal::Open(journal)->state(), yes ? u"finished"_s : u"stopped"_s);
-        if (yes) {
-            // User 7 is migrated with a repaired graphics setting.
-            QVERIFY2(finish->gsReport.startsWith(u"\r\nStatus, migrated users:\r\n\r\n3 of 4 "
-                                                 "user(s) successfully migrated\r\n\r\n1 of 4 "
-                                                 "user(s) migrated with warning(s)\r\n"_s),
-                     qPrintable(finish->gsReport));
-            QCOMPARE(QDir(demo->mailFolder).entryList({u"*.eml"_s}).size(), 4);
-        }
-        for (QWidget* window : QApplication::topLevelWidgets()) {
-            if (auto* page = qobject_cast<WizardPage*>(window)) {
-                page->unload();
-            }
-        }
-        PageFixture::processDeletions();
+        // Resumed, user 7 is migrated with a repaired graphics setting.
+        QCOMPARE_GOLDEN(
+            masked(fixture->prompter().messages() +
+                   QStringList{finish ? withoutPasswords(finish->gsReport) : QString()}),
+            Golden::rowFile(u"journalfile/resume-"_s));
+        QVERIFY(!yes || QDir(demo->mailFolder).entryList({u"*.eml"_s}).size() == 4);
     }
 
 private:
+    void fill(const QList<int>& users, const QHash<int, int>& actions = {},
+              bool newPasswords = true, const QStringList& profiles = {})
+    {
+        RunChoices choices;
+        choices.users = users;
+        choices.actions = actions;
+        choices.newPasswords = newPasswords;
+        choices.profiles = profiles;
+        RunState::Fill(*demo, choices);
+    }
+    // Texts with the fixture's folder as <folder>, the per-user folder as <fallback>
+    // and why the mail server could not be reached as <why>.
+    QString masked(const QStringList& texts, const QString& fallback = u"<fallback>"_s) const
+    {
+        static const QRegularExpression why(u"(MailUser failed .* Error Description: ).*"_s);
+        QStringList lines;
+        for (const QString& text : texts) {
+            lines << Golden::fromCrlf(text);
+        }
+        return lines.join(u'\n')
+                   .replace(fixture->folder(), u"<folder>"_s)
+                   .replace(fallback, u"<fallback>"_s)
+                   .replace(why, u"\\1<why>"_s) +
+               u'\n';
+    }
+
     std::unique_ptr<PageFixture> fixture;
     const DemoInstallation* demo = nullptr;
 };

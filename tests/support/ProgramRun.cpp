@@ -1,0 +1,196 @@
+#include "support/ProgramRun.h"
+
+#include "db/ConnectionString.h"
+#include "db/DbConnection.h"
+#include "db/VarnelBuilder.h"
+#include "reference/DirectoryBuilder.h"
+#include "support/Describe.h"
+#include "unattended/AnswersFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <unistd.h>
+
+QByteArray readAll(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
+        QTest::qFail(qPrintable(QStringLiteral("cannot write ") + path), __FILE__, __LINE__);
+    }
+}
+
+bool copyFolder(const QString& from, const QString& to)
+{
+    if (!QDir().mkpath(to)) {
+        return false;
+    }
+    for (const QFileInfo& entry :
+         QDir(from).entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QString target = QDir(to).filePath(entry.fileName());
+        if (entry.isDir() ? !copyFolder(entry.filePath(), target)
+                          : !QFile::copy(entry.filePath(), target)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+QStringList withoutTimes(const QStringList& entries)
+{
+    static const QRegularExpression time(
+        QStringLiteral("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d|"
+                       "\\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d"));
+    QStringList stripped;
+    for (const QString& entry : entries) {
+        stripped << QString(entry).replace(time, QStringLiteral("<time>"));
+    }
+    return stripped;
+}
+
+namespace {
+
+// The lines of the report's change table, passed to a function that may change them.
+template <typename Visit> QStringList changeTable(const QString& report, Visit visit)
+{
+    QStringList lines = report.split(QStringLiteral("\r\n"));
+    const qsizetype head =
+        lines.indexOf(QStringLiteral("Users with changed Login ID and/or password:"));
+    for (qsizetype i = head + 4; head >= 0 && i < lines.size(); ++i) {
+        if (lines.at(i).startsWith(QStringLiteral("---"))) {
+            break;
+        }
+        // A name with a line break of its own takes two lines, the first without one.
+        if (!lines.at(i).mid(62).trimmed().isEmpty()) {
+            visit(lines[i]);
+        }
+    }
+    return lines;
+}
+
+} // namespace
+
+QList<QPair<QString, QString>> changedPasswords(const QString& report)
+{
+    QList<QPair<QString, QString>> pairs;
+    changeTable(report, [&pairs](QString& line) {
+        pairs.append({line.mid(31, 30).trimmed(), line.mid(62).trimmed()});
+    });
+    return pairs;
+}
+
+QString withoutPasswords(const QString& report)
+{
+    return changeTable(report,
+                       [](QString& line) { line = line.left(62) + QStringLiteral("<password>"); })
+        .join(QStringLiteral("\r\n"));
+}
+
+QByteArray zephrinIni(const QString& directory, const QString& pickupFolder)
+{
+    return QStringLiteral(
+               "[global]\nproductname=Zephrin 4.5\n[directory]\nconnectionstring=\"%1\"\n"
+               "passworditerations=1000\n[mail]\ntransport=pickup\npickupfolder=%2\n")
+        .arg(directory, pickupFolder)
+        .toUtf8();
+}
+
+QString databaseSection(const QString& section, const TestDatabase& database)
+{
+    const ConnectionParts parts = ParseConnectionString(database.connectionString());
+    QString text = QStringLiteral("[%1]\nserver=%2\n").arg(section, parts.dataSource);
+    if (!database.isEmbedded()) {
+        text += QStringLiteral("authentication=sql\nlogin=%1\npassword=%2\n")
+                    .arg(parts.userID, AnswersFile::Quoted(parts.password));
+    }
+    return text + QStringLiteral("database=%1\n\n").arg(database.name());
+}
+
+ProgramOutput runProgram(const QString& program, const QStringList& arguments,
+                         const QString& folder, const QStringList& environment)
+{
+    QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
+    for (const QString& setting : environment) {
+        if (setting.contains(u'=')) {
+            variables.insert(setting.section(u'=', 0, 0), setting.section(u'=', 1));
+        } else {
+            variables.remove(setting);
+        }
+    }
+    QProcess process;
+    process.setProcessEnvironment(variables);
+    process.setWorkingDirectory(folder);
+    process.start(program, arguments);
+    ProgramOutput output;
+    if (process.waitForFinished(300000) && process.exitStatus() == QProcess::NormalExit) {
+        output.status = process.exitCode();
+    }
+    output.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    output.err = QString::fromLocal8Bit(process.readAllStandardError());
+    return output;
+}
+
+Installation::Installation(const QString& engine, const DemoData::DemoContent& content,
+                           const QString& folder)
+    : source(engine, QStringLiteral("Varnel")), target(engine, QStringLiteral("Directory")),
+      mFolder(folder)
+{
+    if (mFolder.isEmpty()) {
+        mOwnFolder = std::make_unique<QTemporaryDir>();
+        mFolder = mOwnFolder->path();
+    }
+    VarnelBuilder::WriteTo(source.connectionString(), content.source);
+    DirectoryBuilder::Build(target.connectionString(), content.directory);
+    QDir().mkpath(mailFolder());
+    writeFile(ini(), zephrinIni(target.connectionString(), mailFolder()));
+}
+
+Installation::~Installation() = default;
+
+QString Installation::sections() const
+{
+    return databaseSection(QStringLiteral("source"), source) +
+           databaseSection(QStringLiteral("target"), target);
+}
+
+QStringList Installation::directory() const
+{
+    DbConnection connection(target.connectionString());
+    QStringList rows;
+    for (const char* sql :
+         {"SELECT UserID, FirstName, LastName, LoginID, Enabled, LanguageID, TimeZoneID, "
+          "MobileNumber, GraphicsOn, LogonFailureCount, DefaultServiceID FROM fwtUser "
+          "ORDER BY UserID",
+          "SELECT StoreID, Name, ExchangeVersion FROM fwtStore ORDER BY StoreID",
+          "SELECT ServiceID, OwnerUserID, ApplicationID, StoreID FROM fwtService ORDER BY "
+          "ServiceID",
+          "SELECT Name FROM fwtDeviceProfile ORDER BY ProfileID"}) {
+        rows << describe(connection.select(QString::fromLatin1(sql)));
+    }
+    return rows;
+}
+
+QString Installation::program()
+{
+    const QString linked = path(QStringLiteral("varnel-migrate"));
+    if (!QFile::exists(linked) &&
+        ::link(VARNEL_MIGRATE_BINARY, QFile::encodeName(linked).constData()) != 0) {
+        QFile::copy(QStringLiteral(VARNEL_MIGRATE_BINARY), linked);
+    }
+    return linked;
+}
+
+ProgramOutput Installation::run(const QStringList& arguments, const QStringList& environment)
+{
+    return runProgram(program(), QStringList{QStringLiteral("--config"), ini()} + arguments,
+                      mFolder, environment);
+}

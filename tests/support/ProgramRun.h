@@ -1,0 +1,80 @@
+#pragma once
+
+#include "demo/DemoData.h"
+#include "support/Engines.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QPair>
+#include <QString>
+#include <QStringList>
+#include <memory>
+
+class QTemporaryDir;
+
+// What the tests of the unattended mode and of the run journal share: files, texts
+// with what changes from run to run masked, a migration's databases with its
+// zephrin.ini, and the program itself run on them.
+
+QByteArray readAll(const QString& path);
+// Fails the test when the file cannot be written.
+void writeFile(const QString& path, const QByteArray& bytes);
+bool copyFolder(const QString& from, const QString& to);
+
+// Log entries with their time stamps as "<time>".
+QStringList withoutTimes(const QStringList& entries);
+// The login and new password of each line of the report's change table; a name
+// that takes two lines gives one pair.
+QList<QPair<QString, QString>> changedPasswords(const QString& report);
+// The report with those passwords as "<password>": they are made anew on every run.
+QString withoutPasswords(const QString& report);
+
+// A zephrin.ini that names the Directory and sends the e-mails to a pickup folder.
+QByteArray zephrinIni(const QString& directory, const QString& pickupFolder);
+// A [source] or [target] section that names a test database as its page would.
+QString databaseSection(const QString& section, const TestDatabase& database);
+
+// What the program did: its exit status (-1 when it crashed or did not end) and what
+// it printed.
+struct ProgramOutput
+{
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+// Runs the program in a folder. environment holds NAME=value to set and NAME to take
+// away.
+ProgramOutput runProgram(const QString& program, const QStringList& arguments,
+                         const QString& folder, const QStringList& environment = {});
+
+// A migration of demo content on one engine: its source and Directory, and a folder
+// (its own, or the one given) with a zephrin.ini that names the Directory and mails
+// into mail/.
+class Installation
+{
+public:
+    Installation(const QString& engine, const DemoData::DemoContent& content,
+                 const QString& folder = QString());
+    ~Installation();
+
+    QString folder() const { return mFolder; }
+    QString path(const QString& name) const { return mFolder + u'/' + name; }
+    QString ini() const { return path(QStringLiteral("zephrin.ini")); }
+    QString mailFolder() const { return path(QStringLiteral("mail")); }
+    // The [source] and [target] sections of an answers file.
+    QString sections() const;
+    // The Directory's users, stores, services and profiles (no encoded password).
+    QStringList directory() const;
+    // The program linked into the folder, so that its log and journal go there.
+    QString program();
+    // The program run in the folder with this zephrin.ini.
+    ProgramOutput run(const QStringList& arguments, const QStringList& environment = {});
+
+    TestDatabase source;
+    TestDatabase target;
+
+private:
+    std::unique_ptr<QTemporaryDir> mOwnFolder;
+    QString mFolder;
+};
