@@ -31,18 +31,7 @@ void writeFile(const QString& path, const QByteArray& bytes)
 
 bool copyFolder(const QString& from, const QString& to)
 {
-    if (!QDir().mkpath(to)) {
-        return false;
-    }
-    for (const QFileInfo& entry :
-         QDir(from).entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QString target = QDir(to).filePath(entry.fileName());
-        if (entry.isDir() ? !copyFolder(entry.filePath(), target)
-                          : !QFile::copy(entry.filePath(), target)) {
-            return false;
-        }
-    }
-    return true;
+    return QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-R"), from, to}) == 0;
 }
 
 QStringList withoutTimes(const QStringList& entries)
@@ -179,9 +168,9 @@ QStringList Installation::directory() const
     return rows;
 }
 
-QString Installation::program()
+QString linkedProgram(const QString& folder)
 {
-    const QString linked = path(QStringLiteral("varnel-migrate"));
+    const QString linked = folder + QStringLiteral("/varnel-migrate");
     if (!QFile::exists(linked) &&
         ::link(VARNEL_MIGRATE_BINARY, QFile::encodeName(linked).constData()) != 0) {
         QFile::copy(QStringLiteral(VARNEL_MIGRATE_BINARY), linked);

@@ -43,7 +43,9 @@ struct ProgramOutput
     QString err;
 };
 
-// Runs the program in a folder. environment holds NAME=value to set and NAME to take
+// The program linked (or copied) into a folder, so that its log and journal go there.
+QString linkedProgram(const QString& folder);
+// Runs a program in a folder. environment holds NAME=value to set and NAME to take
 // away.
 ProgramOutput runProgram(const QString& program, const QStringList& arguments,
                          const QString& folder, const QStringList& environment = {});
@@ -66,8 +68,7 @@ public:
     QString sections() const;
     // The Directory's users, stores, services and profiles (no encoded password).
     QStringList directory() const;
-    // The program linked into the folder, so that its log and journal go there.
-    QString program();
+    QString program() const { return linkedProgram(mFolder); }
     // The program run in the folder with this zephrin.ini.
     ProgramOutput run(const QStringList& arguments, const QStringList& environment = {});
 
