@@ -1,9 +1,5 @@
-// An interrupted run finished from its journal: the program killed (or sent SIGTERM) at
-// known points of an unattended run, then resumed with --resume, must leave what the
-// same run leaves uninterrupted: the same Directory, report (its new passwords aside)
-// and outcome file, every changed user's last e-mail carrying the password the
-// Directory holds. The journal is its owner's only.
-
+// The program killed (or sent SIGTERM) at known points of an unattended run, then
+// resumed with --resume, leaves what the same run leaves uninterrupted.
 #include "db/DbConnection.h"
 #include "reference/ReferencePasswordEncoder.h"
 #include "support/Golden.h"

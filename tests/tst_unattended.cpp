@@ -18,17 +18,12 @@
 #include "unattended/AnswersFile.h"
 #include "unattended/AnswersRecorder.h"
 #include "unattended/OutcomeWatch.h"
-#include "unattended/UnattendedRun.h"
 
 #include <QDir>
-#include <QEventLoop>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSqlRecord>
 #include <QTest>
-#include <QTimer>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -36,20 +31,6 @@ using namespace Qt::Literals::StringLiterals;
 namespace {
 
 const QString Stopped = u"Answers file: the wizard stopped: "_s;
-
-// A code block of docs/answers-file.md's complete example: "ini" or "sh".
-QString docsExample(const QString& language)
-{
-    const QString text = QString::fromUtf8(readAll(TESTS_SOURCE_DIR "/../docs/answers-file.md"));
-    const qsizetype section = text.indexOf(u"## A complete example"_s);
-    const QString opening = u"```"_s + language + u'\n';
-    const qsizetype start = text.indexOf(opening, section);
-    const qsizetype end = text.indexOf(u"\n```"_s, start + opening.size());
-    if (section < 0 || start < 0 || end < 0) {
-        return QString();
-    }
-    return text.mid(start + opening.size(), end - start - opening.size() + 1);
-}
 
 // The example's answers on a demo in another folder.
 QString exampleFor(const QString& demoFolder)
@@ -76,58 +57,6 @@ QList<std::pair<QStringList, QString>> casesOf(const QString& name)
     return cases;
 }
 
-// The rows of a CSV file as Python's csv module reads them (a reader written apart
-// from the wizard's writer), one JSON array a line.
-QString pythonCsv(const QString& path)
-{
-    const ProgramOutput python =
-        runProgram(u"python3"_s,
-                   {u"-c"_s,
-                    u"import csv, json, sys\n"
-                    "with open(sys.argv[1], newline='', encoding='utf-8') as f:\n"
-                    "    for row in csv.reader(f, strict=True): print(json.dumps(row))\n"_s,
-                    path},
-                   QDir::tempPath());
-    return python.out;
-}
-
-// What became of one unattended run in this process.
-struct Run
-{
-    int status = -1;
-    QString stopReason;
-    QStringList notes;
-    QByteArray csv;
-};
-
-// Runs the wizard from the answers in <folder>/answers.ini as the program does, with
-// the outcome in <folder>/outcome.csv.
-Run runAnswers(const QString& folder, const QString& text)
-{
-    const QString path = QDir(folder).filePath(u"answers.ini"_s);
-    writeFile(path, text.toUtf8());
-    AnswersFile answers;
-    try {
-        answers = AnswersFile::Read(path);
-    } catch (const AnswersError& error) {
-        return {2, error.message(), {}, {}};
-    }
-    const QString csv = QDir(folder).filePath(u"outcome.csv"_s);
-    QFile::remove(csv);
-    OutcomeWatch watch(csv);
-    UnattendedRun run(answers, watch);
-    run.prepare();
-    run.start();
-    if (!run.isDone()) {
-        QEventLoop loop;
-        QObject::connect(&run, &UnattendedRun::finished, &loop, &QEventLoop::quit);
-        QTimer::singleShot(120000, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    PageFixture::processDeletions();
-    return {run.isDone() ? run.exitStatus() : -1, run.stopReason(), run.notes(), readAll(csv)};
-}
-
 // Counts the conflict dialogs shown.
 struct DialogCount : QObject
 {
@@ -145,9 +74,8 @@ class TestUnattended : public QObject
 {
     Q_OBJECT
 private slots:
-    // The demo is made once and kept as it was made; every run starts from a copy at
-    // the same place, so its paths in the log and in written answers stay the same.
-    // The same choices are clicked through the pages once, recording the answers.
+    // The demo is made once; every run starts from a copy at the same place. The same
+    // choices are clicked through the pages once, recording the answers.
     void initTestCase()
     {
         mDirectory = DemoInstallation::Create(mDemoFolder).directoryConnectionString;
@@ -201,7 +129,7 @@ private slots:
         QFile::remove(mWork.filePath(u"demo-report.txt"_s));
         const QString text = written ? QString::fromUtf8(readAll(mWork.filePath(u"written.ini"_s)))
                                      : exampleFor(mDemoFolder);
-        const Run run = runAnswers(mWork.path(), text);
+        const AnswersRun run = runAnswers(mWork.path(), text);
         QCOMPARE(run.stopReason, QString());
         QCOMPARE(run.status, 1);
         QCOMPARE(run.notes,
@@ -274,7 +202,7 @@ private slots:
         QVERIFY(resetDemo());
         const QStringList before = directoryFileHashes(mDemoFolder);
         QFETCH(QString, text);
-        const Run run = runAnswers(mWork.path(), text);
+        const AnswersRun run = runAnswers(mWork.path(), text);
         QCOMPARE(run.stopReason, message);
         QCOMPARE(run.status, 2);
         QCOMPARE(run.csv, QByteArray());
@@ -283,23 +211,15 @@ private slots:
         QVERIFY(fixture.log().endsWith((Stopped + message + u"\r\n\r\n"_s).toLatin1()));
     }
 
-    // The [conflicts] answers; the dialogs shown; the code of each conflicting user in
-    // the outcome ("-" when the user stayed behind).
+    // The cases of conflicts.txt: the [conflicts] answers; the dialogs shown and the
+    // code of each conflicting user in the outcome ("-" when the user stayed behind).
     void oneAnswerForTheRemainingConflicts_data()
     {
         QTest::addColumn<QString>("conflicts");
-        QTest::addColumn<int>("dialogs");
-        QTest::addColumn<QString>("codes");
-        QTest::newRow("every one decided apart")
-            << u"2=new-login\n11=update\n22=replace\n33=new-login\n44=update\n"_s << 5
-            << u"6 1 2 6 1"_s;
-        QTest::newRow("the rest alike after the first")
-            << u"default=replace\n2=update\n"_s << 2 << u"1 2 2 2 2"_s;
-        QTest::newRow("the rest skipped after the first")
-            << u"default=skip\n2=update\n"_s << 2 << u"1 - - - -"_s;
-        QTest::newRow("all alike") << u"default=new-login\n"_s << 1 << u"6 6 6 6 6"_s;
-        QTest::newRow("alike but the last")
-            << u"default=update\n44=skip\n"_s << 5 << u"1 1 1 1 -"_s;
+        QTest::addColumn<QString>("outcome");
+        for (const auto& [lines, outcome] : casesOf(u"conflicts.txt"_s)) {
+            QTest::newRow(qPrintable(lines.first())) << lines.mid(1).join(u'\n') + u'\n' << outcome;
+        }
     }
 
     // During "Migrate All" the conflict dialog's "Apply this choice to all remaining
@@ -315,17 +235,16 @@ private slots:
         text.replace(from, text.indexOf(u"\n\n"_s, from) + 1 - from, conflicts);
         DialogCount count;
         qApp->installEventFilter(&count);
-        const Run run = runAnswers(mWork.path(), text);
+        const AnswersRun run = runAnswers(mWork.path(), text);
         qApp->removeEventFilter(&count);
         QCOMPARE(run.stopReason, QString());
-        QTEST(count.shown, "dialogs");
         const QStringList lines = QString::fromUtf8(run.csv).split(u"\r\n"_s);
-        QStringList codes;
+        QStringList codes{u"%1 dialogs:"_s.arg(count.shown)};
         for (const char* id : {"2", "11", "22", "33", "44"}) {
             const QStringList line = lines.filter(QRegularExpression(u"^user,%1,"_s.arg(id)));
             codes << (line.isEmpty() ? u"-"_s : line.first().section(u',', 4, 4));
         }
-        QTEST(codes.join(u' '), "codes");
+        QTEST(codes.join(u' '), "outcome");
     }
 
     // A file that cannot be answered from is refused as it is read, naming the line and
@@ -337,11 +256,6 @@ private slots:
         for (const auto& [lines, message] : casesOf(u"malformed.txt"_s)) {
             QTest::newRow(qPrintable(lines.first())) << lines.mid(1).join(u'\n') + u'\n' << message;
         }
-        QTest::newRow("a section name with control characters")
-            << u"[source]\nserver=sqlite:x\ndatabase=Varnel\n[sa\x1b[2Juce\x01]\n"_s
-            << u"answers.ini, line 4: there is no section [sa?[2Juce?]; the sections are [source], "
-               "[target], [stores], [users], [conflicts], [email], [service-account], [profiles] "
-               "and [report]"_s;
     }
     void malformedFiles()
     {
@@ -408,7 +322,7 @@ private slots:
             .replace(u"save=demo-report.txt"_s, u"save=report.txt"_s)
             .replace(u"33=new-login"_s, decided ? u"33=new-login"_s : u"; 33 left out"_s);
         const QStringList before = installation.directory();
-        const Run run = runAnswers(fixture.folder(), text);
+        const AnswersRun run = runAnswers(fixture.folder(), text);
         QCOMPARE(run.status, decided ? 1 : 2);
         if (!decided) {
             QVERIFY2(run.stopReason.contains(
@@ -450,7 +364,7 @@ private slots:
         useConfiguration(ini);
         QString text = exampleFor(u"unused"_s);
         text.replace(text.left(text.indexOf(u"[stores]"_s)), databaseSection(u"source"_s, source));
-        const Run run = runAnswers(fixture.folder(), text);
+        const AnswersRun run = runAnswers(fixture.folder(), text);
         QCOMPARE(run.status, 2);
         const QString told =
             u"The wizard says \"The database you selected as a an Zephrin 4.5 directory database "
@@ -487,7 +401,7 @@ private slots:
         content.source.users[4].loginID = u"rob,\"lewis\""_s;
         const Installation installation(engine, content, fixture.folder());
         useConfiguration(installation.ini());
-        const Run run = runAnswers(
+        const AnswersRun run = runAnswers(
             fixture.folder(),
             installation.sections() +
                 u"[stores]\nexchange2000=EXCH55\ncould-not-add-store=stop\n[users]\nids=5, 1, "
@@ -514,51 +428,31 @@ private slots:
     void programExitStatus_data()
     {
         QTest::addColumn<QString>("answers");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QString>("output");
-        QTest::newRow("everything migrated")
-            << u"[source]\nserver=sqlite:DEMO\ndatabase=Varnel\n[stores]\nexchange2000=EXCH55\n"
-               "could-not-add-store=stop\n[users]\nids=1, 2\n[conflicts]\ndefault=update\n"
-               "[email]\ntemplate=none\n[profiles]\nnames=Company GPRS\n"_s
-            << 0
-            << u"Users: 2 migrated, 0 with warnings, 0 failed\nStores: 1 migrated, 0 with "
-               "warnings, 0 failed\nProfiles: 1 migrated, 0 with warnings, 0 failed\n"_s;
-        QTest::newRow("a store that stops the run")
-            << u"[source]\nserver=sqlite:DEMO\ndatabase=Varnel\n[stores]\nexchange55=EXCH55\n"
-               "could-not-add-store=stop\n[users]\nids=1\n[email]\ntemplate=none\n"
-               "[profiles]\nmigrate=none\n"_s
-            << 1
-            << u"Users: 0 migrated, 0 with warnings, 1 failed\nStores: 0 migrated, 0 with "
-               "warnings, 1 failed\nProfiles: 0 migrated, 0 with warnings, 0 failed\n"_s;
-        QTest::newRow("a malformed file") << u"[source]\nserver\n"_s << 2
-                                          << u"ANSWERS, line 2: this line is neither a "
-                                             "[section], a name=value answer nor a comment: "
-                                             "\"server\"\n"_s;
+        for (const auto& [lines, message] : casesOf(u"program.txt"_s)) {
+            QTest::newRow(qPrintable(lines.first())) << lines.mid(1).join(u'\n') + u'\n';
+        }
     }
 
-    // The program's own exit status and what it prints, on a fresh demo each time (the
-    // program linked into the folder, so its log goes there).
+    // The program's own exit status and summary (or why it did not start), on a fresh
+    // demo each time (the program linked into the folder, so its log goes there).
     void programExitStatus()
     {
         QFETCH(QString, answers);
-        QFETCH(int, status);
-        QFETCH(QString, output);
         QTemporaryDir folder;
         const QString demo = folder.filePath(u"demo"_s);
         QVERIFY(copyFolder(mPristine, demo));
         const QString config = demo + u"/zephrin.ini"_s;
         writeFile(config, QString::fromUtf8(readAll(config)).replace(mDemoFolder, demo).toUtf8());
         const QString file = folder.filePath(u"answers.ini"_s);
-        writeFile(file, QString(answers).replace(u"DEMO"_s, demo).toUtf8());
+        writeFile(file, answers.replace(u"DEMO"_s, demo).toUtf8());
         const ProgramOutput run =
             runProgram(linkedProgram(folder.path()), {u"--config"_s, config, u"--answers"_s, file},
                        folder.path());
-        QCOMPARE(run.status, status);
-        if (status == 2) {
-            QCOMPARE(run.err, QString(output).replace(u"ANSWERS"_s, file));
-        } else {
-            QVERIFY2(run.out.endsWith(output), qPrintable(run.out + run.err));
-        }
+        const QStringList out = run.out.split(u'\n');
+        QCOMPARE_GOLDEN(u"exit %1\n"_s.arg(run.status) +
+                            (run.status == 2 ? QString(run.err).replace(file, u"ANSWERS"_s)
+                                             : out.mid(out.size() - 4).join(u'\n')),
+                        Golden::rowFile(u"unattended/program-"_s));
     }
 
     // docs/answers-file.md's example, run as it stands: the two commands of its shell

@@ -5,15 +5,22 @@
 #include "db/VarnelBuilder.h"
 #include "reference/DirectoryBuilder.h"
 #include "support/Describe.h"
+#include "support/PageFixture.h"
 #include "unattended/AnswersFile.h"
+#include "unattended/OutcomeWatch.h"
+#include "unattended/UnattendedRun.h"
 
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
 
 QByteArray readAll(const QString& path)
 {
@@ -126,6 +133,58 @@ ProgramOutput runProgram(const QString& program, const QStringList& arguments,
     output.out = QString::fromLocal8Bit(process.readAllStandardOutput());
     output.err = QString::fromLocal8Bit(process.readAllStandardError());
     return output;
+}
+
+QString docsExample(const QString& language)
+{
+    const QString text = QString::fromUtf8(readAll(TESTS_SOURCE_DIR "/../docs/answers-file.md"));
+    const qsizetype section = text.indexOf(u"## A complete example"_s);
+    const QString opening = u"```"_s + language + u'\n';
+    const qsizetype start = text.indexOf(opening, section);
+    const qsizetype end = text.indexOf(u"\n```"_s, start + opening.size());
+    if (section < 0 || start < 0 || end < 0) {
+        return QString();
+    }
+    return text.mid(start + opening.size(), end - start - opening.size() + 1);
+}
+
+QString pythonCsv(const QString& path)
+{
+    const ProgramOutput python =
+        runProgram(u"python3"_s,
+                   {u"-c"_s,
+                    u"import csv, json, sys\n"
+                    "with open(sys.argv[1], newline='', encoding='utf-8') as f:\n"
+                    "    for row in csv.reader(f, strict=True): print(json.dumps(row))\n"_s,
+                    path},
+                   QDir::tempPath());
+    return python.out;
+}
+
+AnswersRun runAnswers(const QString& folder, const QString& text)
+{
+    const QString path = QDir(folder).filePath(u"answers.ini"_s);
+    writeFile(path, text.toUtf8());
+    AnswersFile answers;
+    try {
+        answers = AnswersFile::Read(path);
+    } catch (const AnswersError& error) {
+        return {2, error.message(), {}, {}};
+    }
+    const QString csv = QDir(folder).filePath(u"outcome.csv"_s);
+    QFile::remove(csv);
+    OutcomeWatch watch(csv);
+    UnattendedRun run(answers, watch);
+    run.prepare();
+    run.start();
+    if (!run.isDone()) {
+        QEventLoop loop;
+        QObject::connect(&run, &UnattendedRun::finished, &loop, &QEventLoop::quit);
+        QTimer::singleShot(120000, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    PageFixture::processDeletions();
+    return {run.isDone() ? run.exitStatus() : -1, run.stopReason(), run.notes(), readAll(csv)};
 }
 
 Installation::Installation(const QString& engine, const DemoData::DemoContent& content,

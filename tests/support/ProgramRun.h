@@ -50,6 +50,24 @@ QString linkedProgram(const QString& folder);
 ProgramOutput runProgram(const QString& program, const QStringList& arguments,
                          const QString& folder, const QStringList& environment = {});
 
+// A code block ("ini" or "sh") of docs/answers-file.md's complete example.
+QString docsExample(const QString& language);
+// The rows of a CSV file as Python's csv module reads them (a reader written apart from
+// the wizard's writer), one JSON array a line.
+QString pythonCsv(const QString& path);
+
+// What became of an unattended run in this process.
+struct AnswersRun
+{
+    int status = -1;
+    QString stopReason;
+    QStringList notes;
+    QByteArray csv;
+};
+// Runs the wizard from the answers (written to <folder>/answers.ini) as the program
+// does, with the outcome in <folder>/outcome.csv.
+AnswersRun runAnswers(const QString& folder, const QString& text);
+
 // A migration of demo content on one engine: its source and Directory, and a folder
 // (its own, or the one given) with a zephrin.ini that names the Directory and mails
 // into mail/.
