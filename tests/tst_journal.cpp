@@ -1,5 +1,6 @@
 // The program killed (or sent SIGTERM) at known points of an unattended run, then
 // resumed with --resume, leaves what the same run leaves uninterrupted.
+
 #include "db/DbConnection.h"
 #include "reference/ReferencePasswordEncoder.h"
 #include "support/Golden.h"
@@ -20,7 +21,8 @@ namespace {
 // Enough for two batches of the journal, few enough that the suite stays quick.
 constexpr int Users = 90;
 
-const QStringList AnswersRun = {u"--answers"_s, u"answers.ini"_s, u"--outcome"_s, u"outcome.csv"_s};
+const QStringList AnswersArguments = {u"--answers"_s, u"answers.ini"_s, u"--outcome"_s,
+                                      u"outcome.csv"_s};
 
 QString journalOf(const Installation& run)
 {
@@ -149,7 +151,7 @@ private slots:
         Installation run(engine, mContent);
         writeAnswers(run);
         const ProgramOutput stopped =
-            run.run(AnswersRun, {u"VARNEL_TEST_JOURNAL_STOP="_s + stopAt});
+            run.run(AnswersArguments, {u"VARNEL_TEST_JOURNAL_STOP="_s + stopAt});
         QCOMPARE(stopped.status, status);
         const QString journal = journalOf(run);
         QVERIFY(!journal.isEmpty());
@@ -187,7 +189,7 @@ private slots:
         writeAnswers(run);
         QProcess program;
         program.setWorkingDirectory(run.folder());
-        program.start(run.program(), QStringList{u"--config"_s, run.ini()} + AnswersRun);
+        program.start(run.program(), QStringList{u"--config"_s, run.ini()} + AnswersArguments);
         // How many users the program has written, from its log (the journal is its
         // alone while it runs).
         QTRY_VERIFY_WITH_TIMEOUT(readAll(journalOf(run).replace(u"-Journal.sqlite"_s, u".log"_s))
