@@ -70,9 +70,8 @@ void writeAnswers(const Installation& run)
                   .toUtf8());
 }
 
-// What the run left, compared whole with what the uninterrupted run leaves: the
-// Directory, the report, the outcome file, the logins mailed, and each password
-// mailed or in the report's change table that does not verify against the Directory.
+// What the run left: Directory, report, outcome, logins mailed, and each password
+// mailed or in the report that the Directory does not verify.
 QString traceOf(const Installation& run)
 {
     QHash<QString, QString> stored;
@@ -118,9 +117,8 @@ private slots:
         Engines::addColumn();
         QTest::addColumn<QString>("stopAt");
         QTest::addColumn<int>("status");
-        // Every point on the embedded engine. On SQL Server only the points where the
-        // Directory must be asked what landed, and the clean stop: each run there costs
-        // about twenty seconds of the test server's logins.
+        // On SQL Server only the points where the Directory must be asked what landed,
+        // and the clean stop: each run there costs seconds of the server's logins.
         const auto row = [](const char* name, const QString& stopAt, int status, bool server) {
             for (const QString& engine : Engines::available()) {
                 if (engine == Engines::Embedded || server) {
@@ -173,12 +171,9 @@ private slots:
         QCOMPARE_GOLDEN(traceOf(run), u"journal/uninterrupted.txt"_s);
     }
 
-    // The Directory's server goes away in the middle of the run (stopped as a crash
-    // would stop it) and comes back before the resume: the users, e-mails and profiles
-    // that failed meanwhile are tried again, and the run ends as if nothing had
-    // happened. Needs a T-SQL test server of the tester's own, named by its state
-    // folder in VARNEL_TEST_TSQL_STATE (stopping it would fail every other test that
-    // uses a shared one).
+    // The Directory's server goes away mid-run (as in a crash) and comes back before
+    // the resume: what failed meanwhile is tried again. Needs a T-SQL test server of
+    // the tester's own, named by its state folder in VARNEL_TEST_TSQL_STATE.
     void serverGoneMidRun()
     {
         const QString state = qEnvironmentVariable("VARNEL_TEST_TSQL_STATE");
