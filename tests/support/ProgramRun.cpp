@@ -3,9 +3,14 @@
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "db/VarnelBuilder.h"
+#include "engine/MigrationEngine.h"
+#include "engine/RunJournal.h"
+#include "frame/StopRequest.h"
 #include "reference/DirectoryBuilder.h"
 #include "support/Describe.h"
+#include "support/Golden.h"
 #include "support/PageFixture.h"
+#include "support/RunState.h"
 #include "unattended/AnswersFile.h"
 #include "unattended/OutcomeWatch.h"
 #include "unattended/UnattendedRun.h"
@@ -185,6 +190,38 @@ AnswersRun runAnswers(const QString& folder, const QString& text)
     }
     PageFixture::processDeletions();
     return {run.isDone() ? run.exitStatus() : -1, run.stopReason(), run.notes(), readAll(csv)};
+}
+
+QString runEngine(std::unique_ptr<RunJournal> resumed, int stopAfter)
+{
+    RecordingProgress progress;
+    progress.onEvents = [&progress, stopAfter] {
+        if (stopAfter > 0 && progress.calls.contains(u"value %1"_s.arg(stopAfter))) {
+            StopRequest::request(u"the test"_s);
+        }
+    };
+    MigrationEngine engine(progress);
+    if (resumed) {
+        engine.resumeFrom(std::move(resumed));
+    }
+    engine.Load();
+    RunState::Run(engine);
+    StopRequest::reset();
+    return engine.journalPath();
+}
+
+QString masked(const QString& folder, const QStringList& texts, const QString& fallback)
+{
+    static const QRegularExpression why(u"(MailUser failed .* Error Description: ).*"_s);
+    QStringList lines;
+    for (const QString& text : texts) {
+        lines << Golden::fromCrlf(text);
+    }
+    return lines.join(u'\n')
+               .replace(folder, u"<folder>"_s)
+               .replace(fallback, u"<fallback>"_s)
+               .replace(why, u"\\1<why>"_s) +
+           u'\n';
 }
 
 Installation::Installation(const QString& engine, const DemoData::DemoContent& content,

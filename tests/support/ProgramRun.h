@@ -11,6 +11,7 @@
 #include <memory>
 
 class QTemporaryDir;
+class RunJournal;
 
 // What the tests of the unattended mode and of the run journal share: files, texts
 // with what changes from run to run masked, a migration's databases with its
@@ -67,6 +68,14 @@ struct AnswersRun
 // Runs the wizard from the answers (written to <folder>/answers.ini) as the program
 // does, with the outcome in <folder>/outcome.csv.
 AnswersRun runAnswers(const QString& folder, const QString& text);
+
+// A run of the engine in this process on the state as filled, resumed from a journal
+// when one is given, stopped after as many users when stopAfter is set; its journal.
+QString runEngine(std::unique_ptr<RunJournal> resumed = {}, int stopAfter = 0);
+// Texts as lines (CR LF as line ends) with a folder as <folder>, the per-user folder
+// as <fallback> and why a mail server could not be reached as <why>.
+QString masked(const QString& folder, const QStringList& texts,
+               const QString& fallback = QStringLiteral("<fallback>"));
 
 // A migration of demo content on one engine: its source and Directory, and a folder
 // (its own, or the one given) with a zephrin.ini that names the Directory and mails
