@@ -11,7 +11,6 @@
 #include "support/Describe.h"
 #include "support/EmbeddedDatabase.h"
 #include "support/Golden.h"
-#include "support/PageFixture.h"
 #include "support/Transcript.h"
 #include "support/WindowText.h"
 
@@ -22,7 +21,6 @@
 #include <QRadioButton>
 #include <QTest>
 #include <QTimer>
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -116,15 +114,11 @@ void clickUser(QListView* list, const QString& id, bool twice)
 CollectionPtr handedConflict()
 {
     const CollectionPtr result = Collection::create();
-    const QList<std::pair<QLatin1String, QVariant>> values = {
-        {RecordKeys::VaUserID, 3},
-        {RecordKeys::ZeUserID, 9003},
-        {RecordKeys::VaName, u"Ann Example"_s},
-        {RecordKeys::ZeName, u"Example Ann"_s},
-        {RecordKeys::LoginID, u"aexample"_s}};
-    for (const auto& [name, value] : values) {
+    const QVariantList values = {3, 9003, u"Ann Example"_s, u"Example Ann"_s, u"aexample"_s};
+    for (const QLatin1String name : {RecordKeys::VaUserID, RecordKeys::ZeUserID, RecordKeys::VaName,
+                                     RecordKeys::ZeName, RecordKeys::LoginID}) {
         const CollectionPtr list = Collection::create();
-        list->add(value, u"3"_s);
+        list->add(values.at(result->count()), u"3"_s);
         result->add(toVariant(list), name);
     }
     return result;
