@@ -179,23 +179,20 @@ private slots:
             return u'"' + text.replace(u'\r', u"\\r"_s).replace(u'\n', u"\\n"_s) + u'"';
         };
         QStringList results;
-        for (const auto& [importApp, exportApp, text] :
-             QList<std::tuple<QString, QString, QString>>{
-                 {u"Z 5.0"_s, u"3.1x"_s, u"<IMAPP> from <EXAPP>, <IMAPP>!"_s},
-                 {u"Z"_s, u"3.1x"_s, u"<imapp> <Exapp>"_s},
-                 {u"<EXAPP> successor"_s, u"3.1x"_s, u"<IMAPP>"_s},
-                 {u"Z"_s, u"<IMAPP> old"_s, u"<EXAPP>"_s},
-                 {QString(), u"3.1x"_s, u"an <IMAPP> Directory"_s}}) {
-            GlobalVariables::gsImportApp = importApp;
-            GlobalVariables::gsExportApp = exportApp;
+        for (const QString& names :
+             {u"Z 5.0|3.1x|<IMAPP> from <EXAPP>, <IMAPP>!"_s, u"Z|3.1x|<imapp> <Exapp>"_s,
+              u"<EXAPP> successor|3.1x|<IMAPP>"_s, u"Z|<IMAPP> old|<EXAPP>"_s,
+              u"|3.1x|an <IMAPP> Directory"_s}) {
+            const QStringList in = names.split(u'|');
+            GlobalVariables::gsImportApp = in[0];
+            GlobalVariables::gsExportApp = in[1];
             results << u"ReplaceAppNames(%1 %2 %3) -> %4"_s.arg(
-                shown(importApp), shown(exportApp), shown(text), shown(ReplaceAppNames(text)));
+                shown(in[0]), shown(in[1]), shown(in[2]), shown(ReplaceAppNames(in[2])));
         }
-        for (const auto& [text, count] : QList<std::pair<QString, int>>{
-                 {u"x\r\n\r\ny"_s, 4}, {u"x\r\n"_s, 2}, {u"x\ny"_s, 1}, {QString(), 4}}) {
-            results << u"IndentLines(%1 %2) -> %3"_s.arg(shown(text))
-                           .arg(count)
-                           .arg(shown(IndentLines(text, count)));
+        for (const QString& indent : {u"x\r\n\r\ny|4"_s, u"x\r\n|2"_s, u"x\ny|1"_s, u"|4"_s}) {
+            const QStringList in = indent.split(u'|');
+            results << u"IndentLines(%1 %2) -> %3"_s.arg(shown(in[0]), in[1],
+                                                         shown(IndentLines(in[0], in[1].toInt())));
         }
         for (const QString& list : {u"0,72,105,0"_s, u"x,72,105,y"_s, u"72,105"_s, u"0,235,0"_s,
                                     u"0,72,abc,0"_s, u"0,300,0"_s}) {

@@ -127,21 +127,20 @@ private slots:
             environment.remove(QString::fromLatin1(name));
         }
         program.setProcessEnvironment(environment);
-        const auto run = [&] {
+        QStringList runs; // what it says, in demo/program.txt
+        for (int run = 0; run < 2; ++run) {
             program.start(QStringLiteral(VARNEL_MIGRATE_BINARY),
                           {u"--demo"_s, folder, u"--users"_s, u"120"_s, u"--no-wizard"_s});
-            return program.waitForFinished(60000) ? program.exitCode() : -1;
-        };
-        QCOMPARE(run(), 0);
-        const QString out = QString::fromLocal8Bit(program.readAllStandardOutput());
-        QVERIFY2(out.contains(u"SQL Server Name:  sqlite:"_s + folder + '\n'), qPrintable(out));
-        QVERIFY(out.contains(u"Database:         Varnel "_s));
+            QVERIFY(program.waitForFinished(60000));
+            runs << u"exit code %1"_s.arg(program.exitCode())
+                 << QString::fromLocal8Bit(program.readAllStandardOutput() +
+                                           program.readAllStandardError());
+        }
+        QCOMPARE_GOLDEN(runs.join(u'\n').replace(folder, u"<folder>"_s), u"demo/program.txt"_s);
         QCOMPARE(
             GetAllUsers(BuildSqlConnectionString(u"sqlite:"_s + folder, u"Varnel"_s, u"sa"_s, {}))
                 ->count(),
             120);
-        QCOMPARE(run(), 1);
-        QVERIFY(program.readAllStandardError().contains("already holds a demo installation"));
     }
 
 private:
