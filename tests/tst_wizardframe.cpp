@@ -1,4 +1,3 @@
-#include "frame/Clock.h"
 #include "frame/GlobalVariables.h"
 #include "frame/MigrationError.h"
 #include "pages/HelpForm.h"
