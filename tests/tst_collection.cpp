@@ -1,4 +1,3 @@
-#include "frame/Collection.h"
 #include "frame/MigrationError.h"
 #include "support/Describe.h"
 

@@ -2,7 +2,6 @@
 #include "frame/RecordKeys.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
-#include "pages/BackToVarnelPage.h"
 #include "pages/ConflictDecision.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
@@ -14,7 +13,6 @@
 #include "support/Transcript.h"
 #include "support/WindowText.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QListView>
 #include <QPushButton>

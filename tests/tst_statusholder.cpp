@@ -1,4 +1,3 @@
-#include "frame/Collection.h"
 #include "frame/StatusHolder.h"
 #include "support/Describe.h"
 #include "support/Golden.h"

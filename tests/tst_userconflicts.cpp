@@ -1,4 +1,3 @@
-#include "db/DbConnection.h"
 #include "db/UserConflicts.h"
 #include "db/VarnelBuilder.h"
 #include "frame/MigrationError.h"

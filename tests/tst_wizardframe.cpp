@@ -15,7 +15,6 @@
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 

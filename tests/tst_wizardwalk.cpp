@@ -10,7 +10,6 @@
 #include "support/DemoWalk.h"
 #include "support/Describe.h"
 #include "support/Golden.h"
-#include "support/PageFixture.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,7 +18,6 @@
 #include <QRegularExpression>
 #include <QSqlRecord>
 #include <QTest>
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 
