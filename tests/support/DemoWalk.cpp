@@ -18,23 +18,12 @@
 #include <QFile>
 #include <QFocusEvent>
 #include <QLineEdit>
-#include <QListView>
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
-
-namespace {
-
-int rowOf(QListWidget* list, const QString& text)
-{
-    const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
-    return found.isEmpty() ? -1 : list->row(found.first());
-}
-
-} // namespace
 
 QStringList directoryFileHashes(const QString& folder)
 {
@@ -51,23 +40,28 @@ QStringList directoryFileHashes(const QString& folder)
     return files;
 }
 
-void Clicks::type(QLineEdit* box, const QString& text)
+// Typing and clicking as a person does.
+namespace Clicks {
+
+void type(QLineEdit* box, const QString& text)
 {
     box->selectAll();
     QTest::keyClick(box, Qt::Key_Delete);
     QTest::keyClicks(box, text);
 }
 
-void Clicks::clickRow(QAbstractItemView* list, int row)
+void clickRow(QAbstractItemView* list, int row)
 {
     const QModelIndex index = list->model()->index(row, 0);
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(index).center());
 }
 
-void Clicks::clickBox(QAbstractButton* box)
+void clickBox(QAbstractButton* box)
 {
     QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
 }
+
+} // namespace Clicks
 
 ConflictAnswers::ConflictAnswers()
 {
@@ -121,7 +115,8 @@ bool DemoWalk::step()
     } else if (name == PageNames::AddStores) {
         // The new store is typed as Exchange 5.5.
         auto* page = PageFixture::visible<AddStores>();
-        page->ServersDetectedLbx->setCurrentRow(rowOf(page->ServersDetectedLbx, u"EXCH55"_s));
+        page->ServersDetectedLbx->setCurrentItem(
+            page->ServersDetectedLbx->findItems(u"EXCH55"_s, Qt::MatchExactly).value(0));
         PageFixture::click(page->ToE55Btn);
         next();
     } else if (name == PageNames::SelectUsers) {

@@ -6,21 +6,11 @@
 #include <QStringList>
 #include <QTimer>
 
-class QAbstractButton;
-class QAbstractItemView;
-class QLineEdit;
 class WizardPage;
 
 // The files of the Directory in a folder (with any journal beside it), each as its
 // name, a blank and the SHA-256 of its bytes: what tells that nothing was written.
 QStringList directoryFileHashes(const QString& folder);
-
-// Typing and clicking as a person does, for the walks through the wizard.
-namespace Clicks {
-void type(QLineEdit* box, const QString& text);
-void clickRow(QAbstractItemView* list, int row);
-void clickBox(QAbstractButton* box);
-} // namespace Clicks
 
 // Answers every conflict dialog that opens with the next option of the cycle "new
 // login ID", "update", "replace", by clicking its option and OK.

@@ -10,31 +10,6 @@
 
 namespace Engines {
 
-QStringList available()
-{
-    return sqlServerNamed() ? QStringList{Embedded, SqlServer} : QStringList{Embedded};
-}
-
-bool sqlServerNamed()
-{
-    return !sqlServerAddress().isEmpty();
-}
-
-QString sqlServerAddress()
-{
-    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER").trimmed();
-}
-
-QString sqlServerLogin()
-{
-    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER_LOGIN", QStringLiteral("sa_test"));
-}
-
-QString sqlServerPassword()
-{
-    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER_PASSWORD", QStringLiteral("TestPass123"));
-}
-
 QString sqlServerConnectionString(const QString& database)
 {
     return BuildSqlConnectionString(sqlServerAddress(), database, sqlServerLogin(),
@@ -54,19 +29,6 @@ void executeOnMaster(const QString& sql)
             }
             QThread::msleep(100);
         }
-    }
-}
-
-void addColumn()
-{
-    QTest::addColumn<QString>("engine");
-}
-
-void rows()
-{
-    addColumn();
-    for (const QString& engine : available()) {
-        QTest::newRow(engine.toUtf8().constData()) << engine;
     }
 }
 
@@ -155,14 +117,12 @@ void TestDatabase::make(const QStringList& statements) const
 
 void TestDatabase::execute(const QString& sql, const QVariantList& parameters) const
 {
-    DbConnection connection(mConnectionString);
-    connection.execute(sql, parameters);
+    DbConnection(mConnectionString).execute(sql, parameters);
 }
 
 QList<QSqlRecord> TestDatabase::rows(const QString& sql, const QVariantList& parameters) const
 {
-    DbConnection connection(mConnectionString);
-    return connection.select(sql, parameters);
+    return DbConnection(mConnectionString).select(sql, parameters);
 }
 
 QVariant TestDatabase::scalar(const QString& sql, const QVariantList& parameters) const
