@@ -68,8 +68,6 @@ class PreparedPasswordsTest : public QObject
 private slots:
     void init()
     {
-        encodeAhead = false;
-        mostThreads = 0;
         fixture = std::make_unique<PageFixture>();
         Components::setFactory(std::make_shared<Factory>(fixture->useDemo().configurationPath));
     }
@@ -92,10 +90,9 @@ private slots:
         QFETCH(bool, failing);
         refuseAll = failing;
         const int threadsBefore = threadCount();
-        const QStringList whenAsked = run(engine);
+        const QStringList whenAsked = run(engine, false);
         QCOMPARE(threadCount(), threadsBefore);
-        encodeAhead = true;
-        const QStringList ahead = run(engine);
+        const QStringList ahead = run(engine, true);
         QCOMPARE(threadCount(), threadsBefore);
         // The encodings ran on threads of their own, and none is left.
         QVERIFY2(mostThreads > threadsBefore, qPrintable(QString::number(mostThreads)));
@@ -112,8 +109,10 @@ private:
     // The whole demo on the engine, every user with a new password and an e-mail: the
     // report with the passwords named by their users (each checked against the
     // Directory and the mails), the Directory without the password hashes, the log.
-    QStringList run(const QString& engine)
+    QStringList run(const QString& engine, bool ahead)
     {
+        encodeAhead = ahead;
+        mostThreads = 0;
         const EngineDemo on(engine, fixture->demo());
         RecordingProgress progress;
         progress.onEvents = [&] { mostThreads = qMax(mostThreads, threadCount()); };

@@ -101,7 +101,7 @@ bool DemoWalk::step()
     using namespace Clicks;
     const QString name = currentName();
     if (name == PageNames::Introduction) {
-        next();
+        // Next only.
     } else if (name == PageNames::SelectVarnel) {
         auto* page = PageFixture::visible<SelectVarnel>();
         type(page->DatabaseServerTxt,
@@ -111,18 +111,14 @@ bool DemoWalk::step()
         QFocusEvent in(QEvent::FocusIn, Qt::MouseFocusReason);
         QCoreApplication::sendEvent(page->DatabaseCbx, &in);
         page->DatabaseCbx->setCurrentIndex(page->DatabaseCbx->findText(u"Varnel"_s));
-        next();
     } else if (name == PageNames::AddStores) {
         // The new store is typed as Exchange 5.5.
         auto* page = PageFixture::visible<AddStores>();
         page->ServersDetectedLbx->setCurrentItem(
             page->ServersDetectedLbx->findItems(u"EXCH55"_s, Qt::MatchExactly).value(0));
         PageFixture::click(page->ToE55Btn);
-        next();
     } else if (name == PageNames::SelectUsers) {
-        auto* page = PageFixture::visible<SelectUsers>();
-        PageFixture::click(page->MigrateAll);
-        next();
+        PageFixture::click(PageFixture::visible<SelectUsers>()->MigrateAll);
     } else if (name == PageNames::SelectEmailTemplate) {
         // The first visit shows "Do not send e-mail" ticked: cleared, then the
         // template other than the Directory's own choice.
@@ -131,7 +127,6 @@ bool DemoWalk::step()
             clickBox(page->DoNotSend);
         }
         clickRow(page->EmailTemplates, 1);
-        next();
     } else if (name == PageNames::EnterConnectData) {
         auto* page = PageFixture::visible<EnterConnectData>();
         type(page->ServerNameTxt, u"MAIL01"_s);
@@ -140,17 +135,16 @@ bool DemoWalk::step()
         if (!QDir().mkpath(mFixture.demo().mailFolder)) {
             return false;
         }
-        next();
     } else if (name == PageNames::SelectDPProfiles) {
         auto* page = PageFixture::visible<SelectDPProfiles>();
         clickRow(page->lstOldProfiles, 4);
         PageFixture::click(page->OldToMigrateBtn);
         clickRow(page->lstOldProfiles, 0);
         PageFixture::click(page->OldToMigrateBtn);
-        next();
     } else {
         return false;
     }
+    PageFixture::click(current()->NextBtn);
     return true;
 }
 
@@ -165,9 +159,4 @@ bool DemoWalk::walkTo(const QString& page)
         }
     }
     return false;
-}
-
-void DemoWalk::next()
-{
-    PageFixture::click(current()->NextBtn);
 }

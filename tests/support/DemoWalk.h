@@ -2,8 +2,6 @@
 
 #include "PageFixture.h"
 
-#include <QString>
-#include <QStringList>
 #include <QTimer>
 
 class WizardPage;
@@ -54,8 +52,6 @@ public:
     ConflictAnswers answers;
 
 private:
-    void next();
-
     PageFixture& mFixture;
     QString mDemoFolder;
 };

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <QList>
 #include <QSqlRecord>
-#include <QString>
-#include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QVariant>
 #include <QVariantList>
 #include <memory>
 
@@ -100,7 +96,6 @@ public:
     bool isEmbedded() const { return mEngine == Engines::Embedded; }
     // The database's name as the connection string names it.
     QString name() const { return mName; }
-    // The SQL-login connection string of this database.
     QString connectionString() const { return mConnectionString; }
     // A connection string to another database of the same server (or folder), one
     // that this object does not own, such as "master" or one that does not exist.

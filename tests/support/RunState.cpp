@@ -118,12 +118,9 @@ void RunState::Fill(const DemoInstallation& demo, const RunChoices& choices)
     if (choices.sendEmail) {
         ZephrinFunctions::ChooseTemplate(choices.templateID, directory);
         const CollectionPtr templates = ZephrinFunctions::GetTemplateList(directory);
-        const CollectionPtr ids = templates->collection(QStringLiteral("IDs"));
-        for (int position = 1; position <= ids->count(); ++position) {
-            if (ids->item(position).toInt() == choices.templateID) {
-                title = templates->collection(QStringLiteral("Titles"))->item(position).toString();
-            }
-        }
+        const int position =
+            templates->collection(QStringLiteral("IDs"))->values().indexOf(choices.templateID);
+        title = templates->collection(QStringLiteral("Titles"))->item(position + 1).toString();
     }
     StatusHolder::SetEmailChoice(choices.sendEmail, title);
     if (choices.serviceAccount.size() == 3) {

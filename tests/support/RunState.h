@@ -6,9 +6,6 @@
 #include "support/Engines.h"
 
 #include <QHash>
-#include <QList>
-#include <QString>
-#include <QStringList>
 #include <functional>
 
 class MigrationEngine;
@@ -33,11 +30,10 @@ struct RunChoices
     QStringList profiles{};
 };
 
-// The wizard state as the pages leave it for the run, filled without the pages: the
-// user lists with the conflict check's result and the decisions, the Exchange
-// servers, the e-mail choice with the chosen template and the service account found,
-// the profile lists and the route's flags. The two database groups must be filled
-// already (PageFixture::useDemo does).
+// The wizard state as the pages leave it for the run, filled without the pages (the two
+// database groups must be filled already, as PageFixture::useDemo does): the user lists
+// with the conflicts and decisions, the servers, the e-mail choice and service account,
+// the profile lists and the route's flags.
 namespace RunState {
 
 void Fill(const DemoInstallation& demo, const RunChoices& choices);
