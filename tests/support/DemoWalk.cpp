@@ -3,8 +3,6 @@
 #include "pages/AddStores.h"
 #include "pages/ConflictDecision.h"
 #include "pages/EnterConnectData.h"
-#include "pages/Introduction.h"
-#include "pages/PageNames.h"
 #include "pages/SelectDPProfiles.h"
 #include "pages/SelectEmailTemplate.h"
 #include "pages/SelectUsers.h"
@@ -63,12 +61,6 @@ void clickBox(QAbstractButton* box)
 
 } // namespace Clicks
 
-ConflictAnswers::ConflictAnswers()
-{
-    QObject::connect(&mTimer, &QTimer::timeout, [this] { answer(); });
-    mTimer.start(0);
-}
-
 void ConflictAnswers::answer()
 {
     auto* dialog = qobject_cast<ConflictDecision*>(QApplication::activeModalWidget());
@@ -79,21 +71,6 @@ void ConflictAnswers::answer()
     decided << u"%1 %2"_s.arg(dialog->mlVaUserID).arg(option);
     Clicks::clickBox(dialog->ConflictDesicionRbn[option]);
     QTest::mouseClick(dialog->OKBtn, Qt::LeftButton);
-}
-
-void DemoWalk::start()
-{
-    mFixture.open<Introduction>(PageNames::Introduction);
-}
-
-WizardPage* DemoWalk::current() const
-{
-    return PageFixture::visible<WizardPage>();
-}
-
-QString DemoWalk::currentName() const
-{
-    return current() ? current()->objectName() : QString();
 }
 
 bool DemoWalk::step()

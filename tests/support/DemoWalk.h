@@ -1,10 +1,10 @@
 #pragma once
 
 #include "PageFixture.h"
+#include "pages/Introduction.h"
+#include "pages/PageNames.h"
 
 #include <QTimer>
-
-class WizardPage;
 
 // The files of the Directory in a folder (with any journal beside it), each as its
 // name, a blank and the SHA-256 of its bytes: what tells that nothing was written.
@@ -15,7 +15,11 @@ QStringList directoryFileHashes(const QString& folder);
 class ConflictAnswers
 {
 public:
-    ConflictAnswers();
+    ConflictAnswers()
+    {
+        QObject::connect(&mTimer, &QTimer::timeout, [this] { answer(); });
+        mTimer.start(0);
+    }
     // The conflicts decided: "<source user ID> <option>" each, in order.
     QStringList decided;
 
@@ -39,10 +43,10 @@ public:
     }
 
     // Opens the introduction page as the program does.
-    void start();
+    void start() { mFixture.open<Introduction>(PageNames::Introduction); }
 
-    WizardPage* current() const;
-    QString currentName() const;
+    WizardPage* current() const { return PageFixture::visible<WizardPage>(); }
+    QString currentName() const { return current() ? current()->objectName() : QString(); }
 
     // Does what the administrator does on the page shown, then presses Next.
     bool step();
