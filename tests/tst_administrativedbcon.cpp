@@ -2,9 +2,9 @@
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 #include "db/VarnelBuilder.h"
-#include "frame/MigrationError.h"
 #include "support/EmbeddedDatabase.h"
 #include "support/Engines.h"
+#include "support/Failure.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,15 +13,16 @@
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
-
 using namespace EmbeddedDatabase;
+using namespace AdministrativeDBCon;
 
 namespace {
 
-bool writeFile(const QString& path, const QByteArray& bytes = QByteArray())
+// A check of a database that does not exist must not create it on the way.
+bool created(const QString& connectionString)
 {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    const ConnectionParts parts = ParseConnectionString(connectionString);
+    return parts.isEmbedded() && QFile::exists(parts.embeddedFile());
 }
 
 } // namespace
@@ -30,42 +31,37 @@ class TestAdministrativeDBCon : public QObject
 {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        mDir = std::make_unique<QTemporaryDir>();
-        QVERIFY(mDir->isValid());
-    }
-
     void cleanup()
     {
         // Every operation closes what it opened, on success and on failure.
         QCOMPARE(QSqlDatabase::connectionNames(), QStringList());
-        mDir.reset();
     }
 
+    // The listing of a folder neither changes a file that is no database nor creates
+    // "master".
     void embeddedListing()
     {
-        const QString folder = mDir->path();
+        QTemporaryDir dir;
+        const QString folder = dir.path();
         VarnelBuilder::Write(folder, u"varnel"_s, {});
         make(folder, u"Directory"_s, {u"CREATE TABLE t (a)"_s});
         make(folder, u"Archive"_s, {});
         const QByteArray notes = "Plain notes, long enough to be no database header at all.\n";
-        QVERIFY(writeFile(folder + u"/notes.sqlite"_s, notes));
-        QVERIFY(writeFile(folder + u"/readme.txt"_s));
-        QVERIFY(writeFile(folder + u"/Loud.SQLITE"_s));
+        const QList<std::pair<QString, QByteArray>> files = {
+            {u"notes.sqlite"_s, notes}, {u"readme.txt"_s, {}}, {u"Loud.SQLITE"_s, {}}};
+        for (const auto& [name, content] : files) {
+            QFile file(folder + u'/' + name);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
+        }
         QVERIFY(QDir(folder).mkdir(u"sub.sqlite"_s));
-
-        QCOMPARE(AdministrativeDBCon::GetDatabases(connectionString(folder, u"master"_s)),
+        QCOMPARE(GetDatabases(connectionString(folder, u"master"_s)),
                  QStringList({"Archive", "Directory", "varnel"}));
-        // The listing neither changes a file that is no database nor creates "master".
         QFile junk(folder + u"/notes.sqlite"_s);
         QVERIFY(junk.open(QIODevice::ReadOnly));
         QCOMPARE(junk.readAll(), notes);
         QVERIFY(!QFile::exists(folder + u"/master.sqlite"_s));
-
         QTemporaryDir empty;
-        QCOMPARE(AdministrativeDBCon::GetDatabases(connectionString(empty.path(), u"master"_s)),
-                 QStringList());
+        QCOMPARE(GetDatabases(connectionString(empty.path(), u"master"_s)), QStringList());
     }
 
     // A new database shows in the list of its server (or folder).
@@ -76,150 +72,104 @@ private slots:
         QFETCH(QString, engine);
         TestDatabase database(engine);
         database.make({});
-        const QStringList names =
-            AdministrativeDBCon::GetDatabases(database.connectionStringOf(u"master"_s));
+        const QStringList names = GetDatabases(database.connectionStringOf(u"master"_s));
         QVERIFY2(names.contains(database.name()), qPrintable(names.join(',')));
         QVERIFY(database.isEmbedded() || names.contains(u"master"_s));
     }
 
-    void listingFailures_data()
-    {
-        QTest::addColumn<QString>("connectionString");
-        QTest::addColumn<QString>("sourceTail");
-        QTest::addColumn<long>("number"); // 0: any
-        QTest::newRow("no server, SQL login")
-            << BuildSqlConnectionString(NoServer, "master", "sa", "pw") << "" << 0L;
-        QTest::newRow("no server, trusted")
-            << BuildTrustedConnectionString(NoServer, "master") << "" << 0L;
-        QTest::newRow("missing folder")
-            << connectionString("/nonexistent/folder/x", "master") << "SQLite" << 0L;
-        if (Engines::sqlServerNamed()) {
-            // The login error, not an empty list.
-            QTest::newRow("sqlserver: wrong password")
-                << BuildSqlConnectionString(Engines::sqlServerAddress(), u"master"_s,
-                                            Engines::sqlServerLogin(), u"wrong"_s)
-                << "" << 18456L;
-        }
-    }
-
+    // A listing that cannot be made is an error that says where it arose (after the
+    // procedure's name); a login refused is the login's error, not an empty list.
     void listingFailures()
     {
-        QFETCH(QString, connectionString);
-        QFETCH(QString, sourceTail);
-        QFETCH(long, number);
-        try {
-            AdministrativeDBCon::GetDatabases(connectionString);
-            QFAIL("GetDatabases returned without a server");
-        } catch (const MigrationError& error) {
-            QVERIFY(error.number() != 0);
-            QVERIFY(number == 0 || error.number() == number);
-            QVERIFY(!error.description().isEmpty());
-            const QString prefix = u"AdministrativeDBCon.GetDatabases - "_s;
-            QVERIFY2(error.source().startsWith(prefix), qPrintable(error.source()));
-            if (!sourceTail.isEmpty()) {
-                QCOMPARE(error.source(), prefix + sourceTail);
-            }
+        QList<std::tuple<QString, QString, long>> cases = {
+            {BuildSqlConnectionString(NoServer, "master", "sa", "pw"), QString(), 0},
+            {BuildTrustedConnectionString(NoServer, "master"), QString(), 0},
+            {connectionString("/nonexistent/folder/x", "master"), u"SQLite"_s, 0}};
+        if (Engines::sqlServerNamed()) {
+            cases.append({BuildSqlConnectionString(Engines::sqlServerAddress(), u"master"_s,
+                                                   Engines::sqlServerLogin(), u"wrong"_s),
+                          QString(), 18456});
+        }
+        for (const auto& [cs, source, number] : cases) {
+            const Failure failure = Failure::of([&] { GetDatabases(cs); });
+            QVERIFY2(failure.thrown && failure.number != 0 && !failure.description.isEmpty() &&
+                         failure.source.startsWith(u"AdministrativeDBCon.GetDatabases - "_s),
+                     qPrintable(cs + u": "_s + failure.source));
+            QVERIFY(source.isEmpty() || failure.source.endsWith(u"- "_s + source));
+            QVERIFY(number == 0 || failure.number == number);
         }
     }
 
-    void exportCheck_data()
-    {
-        Engines::addColumn();
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<bool>("expected");
-        Engines::newRows("users with settings", u"full"_s, true);
-        Engines::newRows("empty user table", u"no users"_s, false);
-        Engines::newRows("users without settings", u"no settings"_s, false);
-        Engines::newRows("settings without user values", u"no user settings"_s, false);
-        Engines::newRows("tables missing", u"empty database"_s, false);
-        Engines::newRows("no such database", u"missing database"_s, false);
-        QTest::newRow("no server") << Engines::Embedded << u"no server"_s << false;
-    }
+    // Only a source with users, setting names and users' settings passes; neither a
+    // database that does not exist nor a missing server does.
+    void exportCheck_data() { Engines::rows(); }
 
     void exportCheck()
     {
         QFETCH(QString, engine);
-        QFETCH(QString, kind);
-        TestDatabase database(engine);
-        QString cs = database.connectionString();
-        VarnelSourceUser ann;
-        ann.userID = 1;
-        ann.loginID = u"ann"_s;
-        VarnelSource source;
-        if (kind == QLatin1String("full")) {
-            ann.settings = {{u"UserLogin"_s, "a"}};
+        QStringList passed;
+        for (const QString& kind : {u"full"_s, u"no users"_s, u"no settings"_s,
+                                    u"no user settings"_s, u"empty database"_s}) {
+            TestDatabase database(engine);
+            VarnelSource source;
+            source.users = {{1, {}, {}, {}, u"ann"_s, {}, {}}};
+            if (kind == "full"_L1) {
+                source.users[0].settings = {{u"UserLogin"_s, "a"}};
+            } else if (kind == "no users"_L1) {
+                source.users.clear();
+            }
+            if (kind == "no users"_L1 || kind == "no user settings"_L1) {
+                source.settingNames = {u"UserLogin"_s};
+            }
+            if (kind == "empty database"_L1) {
+                database.make({});
+            } else {
+                VarnelBuilder::WriteTo(database.connectionString(), source);
+            }
+            passed << u"%1 %2"_s.arg(kind).arg(CheckExportDatabase(database.connectionString()));
+            const QString missing = database.connectionStringOf(u"NoSuchVarnel"_s);
+            QVERIFY(!CheckExportDatabase(missing) && !created(missing));
         }
-        if (kind != QLatin1String("no users")) {
-            source.users = {ann};
-        }
-        if (kind == QLatin1String("no users") || kind == QLatin1String("no user settings")) {
-            source.settingNames = {u"UserLogin"_s};
-        }
-        if (kind == QLatin1String("empty database")) {
-            database.make({});
-        } else if (kind == QLatin1String("no server")) {
-            cs = BuildSqlConnectionString(NoServer, "Varnel", "sa", QString());
-        } else if (kind == QLatin1String("missing database")) {
-            cs = database.connectionStringOf(u"NoSuchVarnel"_s);
-        } else {
-            VarnelBuilder::WriteTo(cs, source);
-        }
-        QTEST(AdministrativeDBCon::CheckExportDatabase(cs), "expected");
-        // A missing embedded database is not created by the check.
-        QVERIFY(!ParseConnectionString(cs).isEmbedded() ||
-                kind != QLatin1String("missing database") ||
-                !QFile::exists(ParseConnectionString(cs).embeddedFile()));
+        QCOMPARE(passed, QStringList({"full 1", "no users 0", "no settings 0", "no user settings 0",
+                                      "empty database 0"}));
+        QVERIFY(!CheckExportDatabase(BuildSqlConnectionString(NoServer, "Varnel", "sa", "")));
     }
 
     // The mark of a Directory: the stored procedure fwupDirectoryStoresGet on SQL
-    // Server, a row of the table sysprocedures on the embedded engine.
-    void importCheck_data()
-    {
-        Engines::addColumn();
-        QTest::addColumn<QStringList>("statements");
-        QTest::addColumn<bool>("expected");
-        for (const QString& engine : Engines::available()) {
-            const bool embedded = engine == Engines::Embedded;
-            const QString markTable = u"CREATE TABLE sysprocedures (name TEXT)"_s;
-            const auto mark = [&](const char* name) {
-                return embedded ? u"INSERT INTO sysprocedures VALUES ('%1')"_s.arg(name)
-                                : u"CREATE PROCEDURE dbo.%1 AS SELECT 1"_s.arg(name);
-            };
-            const QStringList directoryTables = {
-                u"CREATE TABLE fwtUser (UserID INTEGER PRIMARY KEY, LoginID %1)"_s.arg(
-                    embedded ? u"TEXT"_s : u"nvarchar(255)"_s),
-                u"CREATE TABLE fwupDirectoryStoresGet (StoreID INTEGER)"_s};
-            const QStringList marks = embedded ? QStringList{markTable} : QStringList{};
-            const auto row = [&](const char* name) -> QTestData& {
-                return QTest::newRow(qPrintable(engine + u": "_s + QLatin1String(name))) << engine;
-            };
-            row("marked Directory")
-                << marks + QStringList{mark("fwupUserGet"), mark("fwupDirectoryStoresGet")} << true;
-            row("mark in other case")
-                << marks + QStringList{mark("FWUPDIRECTORYSTORESGET")} << true;
-            row("same tables, no mark") << marks + directoryTables << false;
-            row("other procedures only")
-                << marks + QStringList{mark("fwupDirectoryStores")} << false;
-            if (embedded) {
-                row("same tables, no mark table") << directoryTables << false;
-            }
-        }
-    }
+    // Server, a row of the table sysprocedures on the embedded engine. Neither a
+    // database that does not exist nor a missing server passes.
+    void importCheck_data() { Engines::rows(); }
 
     void importCheck()
     {
         QFETCH(QString, engine);
-        QFETCH(QStringList, statements);
-        TestDatabase database(engine, u"Directory"_s);
-        database.make(statements);
-        QTEST(AdministrativeDBCon::CheckImportDatabase(database.connectionString()), "expected");
-        // Neither a missing database (which is not created) nor a missing server passes.
-        const QString missing = database.connectionStringOf(u"NoSuchDirectory"_s);
-        QVERIFY(!AdministrativeDBCon::CheckImportDatabase(missing));
-        QVERIFY(!ParseConnectionString(missing).isEmbedded() ||
-                !QFile::exists(ParseConnectionString(missing).embeddedFile()));
-        QVERIFY(!AdministrativeDBCon::CheckImportDatabase(
-            BuildTrustedConnectionString(NoServer, u"Directory"_s)));
+        const bool embedded = engine == Engines::Embedded;
+        const QStringList marks =
+            embedded ? QStringList{u"CREATE TABLE sysprocedures (name TEXT)"_s} : QStringList{};
+        const auto mark = [&](const char* name) {
+            return embedded ? u"INSERT INTO sysprocedures VALUES ('%1')"_s.arg(name)
+                            : u"CREATE PROCEDURE dbo.%1 AS SELECT 1"_s.arg(name);
+        };
+        const QStringList directoryTables = {
+            u"CREATE TABLE fwtUser (UserID INTEGER PRIMARY KEY, LoginID %1)"_s.arg(
+                embedded ? u"TEXT"_s : u"nvarchar(255)"_s),
+            u"CREATE TABLE fwupDirectoryStoresGet (StoreID INTEGER)"_s};
+        const QList<std::tuple<QString, QStringList, bool>> cases = {
+            {u"marked Directory"_s,
+             marks + QStringList{mark("fwupUserGet"), mark("fwupDirectoryStoresGet")}, true},
+            {u"mark in other case"_s, marks + QStringList{mark("FWUPDIRECTORYSTORESGET")}, true},
+            {u"same tables, no mark"_s, marks + directoryTables, false},
+            {u"other procedures only"_s, marks + QStringList{mark("fwupDirectoryStores")}, false},
+            {u"same tables, no mark table"_s, directoryTables, false}};
+        for (const auto& [name, statements, expected] : cases) {
+            TestDatabase database(engine, u"Directory"_s);
+            database.make(statements);
+            QVERIFY2(CheckImportDatabase(database.connectionString()) == expected,
+                     qPrintable(name));
+            const QString missing = database.connectionStringOf(u"NoSuchDirectory"_s);
+            QVERIFY(!CheckImportDatabase(missing) && !created(missing));
+        }
+        QVERIFY(!CheckImportDatabase(BuildTrustedConnectionString(NoServer, u"Directory"_s)));
     }
 
     void workingTables_data() { Engines::rows(); }
@@ -229,39 +179,35 @@ private slots:
         QFETCH(QString, engine);
         TestDatabase database(engine);
         VarnelBuilder::WriteTo(database.connectionString(), {});
-        const QString cs = database.connectionString();
         {
-            DbConnection connection(cs);
+            DbConnection connection(database.connectionString());
             // A leftover with other columns and rows is replaced.
             connection.execute(database.isEmbedded()
                                    ? u"CREATE TABLE MT_VarnelUsers (x TEXT)"_s
                                    : u"CREATE TABLE MT_VarnelUsers (x nvarchar(20))"_s);
             connection.execute(u"INSERT INTO MT_VarnelUsers VALUES ('left over')"_s);
-            AdministrativeDBCon::CreateVarnelUsersTable(connection);
-            AdministrativeDBCon::CreateZephrinUsersTable(connection);
+            CreateVarnelUsersTable(connection);
+            CreateZephrinUsersTable(connection);
             connection.execute(
                 u"INSERT INTO MT_VarnelUsers (UserID, Name, LoginID) VALUES (1, 'A B', 'ab')"_s);
             QCOMPARE(connection.select(u"SELECT * FROM MT_VarnelUsers"_s).size(), 1);
             // Login IDs over 50 characters fail as on the server.
-            QVERIFY_THROWS_EXCEPTION(
-                MigrationError, connection.execute(u"INSERT INTO MT_ZephrinUsers (UserID, Name, "
-                                                   "LoginID) VALUES (1, 'x', ?)"_s,
-                                                   {QString(51, QLatin1Char('a'))}));
+            QVERIFY(Failure::of([&] {
+                        connection.execute(u"INSERT INTO MT_ZephrinUsers (UserID, Name, LoginID) "
+                                           "VALUES (1, 'x', ?)"_s,
+                                           {QString(51, u'a')});
+                    }).thrown);
         }
         QVERIFY(database.tables().contains(u"MT_ZephrinUsers"_s));
         {
-            DbConnection connection(cs);
-            AdministrativeDBCon::DropVarnelUsersTable(connection);
-            AdministrativeDBCon::DropZephrinUsersTable(connection);
-            AdministrativeDBCon::DropZephrinUsersTable(connection);
+            DbConnection connection(database.connectionString());
+            DropVarnelUsersTable(connection);
+            DropZephrinUsersTable(connection);
+            DropZephrinUsersTable(connection);
         }
-        const QStringList names = database.tables();
-        QVERIFY(!names.contains(u"MT_VarnelUsers"_s));
-        QVERIFY(!names.contains(u"MT_ZephrinUsers"_s));
+        QVERIFY(!database.tables().contains(u"MT_VarnelUsers"_s) &&
+                !database.tables().contains(u"MT_ZephrinUsers"_s));
     }
-
-private:
-    std::unique_ptr<QTemporaryDir> mDir;
 };
 
 QTEST_GUILESS_MAIN(TestAdministrativeDBCon)

@@ -2,25 +2,23 @@
 #include "frame/RecordKeys.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
-#include "pages/BackToVarnelPage.h"
 #include "pages/ConflictDecision.h"
 #include "pages/PageNames.h"
 #include "pages/Pages.h"
 #include "pages/SelectUsers.h"
+#include "support/DemoWalk.h"
+#include "support/Describe.h"
 #include "support/EmbeddedDatabase.h"
 #include "support/Golden.h"
-#include "support/PageFixture.h"
 #include "support/Transcript.h"
 #include "support/WindowText.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QListView>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 #include <QTimer>
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -51,53 +49,38 @@ protected:
     void PreviousBtn_Click() override { handOver(PageNames::SelectUsers, Restore::Prev); }
 };
 
-// Answers every conflict dialog that opens by clicking its real widgets, one word of
-// the answers a dialog: an option's number or "-" to leave them as they open, then
-// "!" to tick "apply to all" and "c" to cancel ("2!", "c", "1c!"). What each dialog
-// showed, with the number of users to migrate meanwhile, goes into seen.
-class DialogAnswers
+// Answers the conflict dialog that is open by clicking its real widgets, with the
+// next of the answers: an option's number or "-" to leave them as they open, then "!"
+// to tick "apply to all", "c" to cancel or "e" to press Escape ("2!", "c", "1c!").
+// What the dialog showed, with the number of users to migrate meanwhile, goes into
+// seen.
+void answerOpenDialog(QStringList& answers, QStringList& seen)
 {
-public:
-    DialogAnswers(const QString& answers, QStringList& seen)
-        : mAnswers(answers.split(u' ', Qt::SkipEmptyParts)), mSeen(seen)
-    {
-        QObject::connect(&mTimer, &QTimer::timeout, [this] { answerOpenDialog(); });
-        mTimer.start(0);
+    auto* dialog = qobject_cast<ConflictDecision*>(QApplication::activeModalWidget());
+    if (dialog == nullptr || !dialog->isVisible()) {
+        return;
     }
-
-private:
-    void answerOpenDialog()
-    {
-        auto* dialog = qobject_cast<ConflictDecision*>(QApplication::activeModalWidget());
-        if (dialog == nullptr || !dialog->isVisible()) {
-            return;
-        }
-        const auto* page = qobject_cast<SelectUsers*>(dialog->parentWidget());
-        mSeen << u"dialog over %1, users to migrate %2: "_s
-                         .arg(dialog->parentWidget()->objectName())
-                         .arg(page ? page->Migrate->model()->rowCount() : -1) +
-                     windowText(dialog).trimmed();
-        const QString answer = mAnswers.isEmpty() ? u"c"_s : mAnswers.takeFirst();
-        const auto clickBox = [](QAbstractButton* box) {
-            QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
-        };
-        if (answer[0].isDigit()) {
-            clickBox(dialog->ConflictDesicionRbn[answer[0].digitValue()]);
-        }
-        if (answer.contains(u'!')) {
-            clickBox(dialog->ApplyToAllCbx);
-        }
+    const auto* page = qobject_cast<SelectUsers*>(dialog->parentWidget());
+    seen << u"dialog over %1, users to migrate %2: "_s.arg(dialog->parentWidget()->objectName())
+                    .arg(page ? page->Migrate->model()->rowCount() : -1) +
+                windowText(dialog).trimmed();
+    const QString answer = answers.isEmpty() ? u"c"_s : answers.takeFirst();
+    if (answer[0].isDigit()) {
+        Clicks::clickBox(dialog->ConflictDesicionRbn[answer[0].digitValue()]);
+    }
+    if (answer.contains(u'!')) {
+        Clicks::clickBox(dialog->ApplyToAllCbx);
+    }
+    if (answer.contains(u'e')) {
+        QTest::keyClick(dialog, Qt::Key_Escape);
+    } else {
         QTest::mouseClick(answer.contains(u'c') ? dialog->CancelBtn : dialog->OKBtn,
                           Qt::LeftButton);
-        mSeen << u"answered %1: cancel %2, action %3"_s.arg(answer)
-                     .arg(GlobalVariables::gbCancel)
-                     .arg(GlobalVariables::glSelectAction);
     }
-
-    QStringList mAnswers;
-    QStringList& mSeen;
-    QTimer mTimer;
-};
+    seen << u"answered %1: cancel %2, action %3"_s.arg(answer)
+                .arg(GlobalVariables::gbCancel)
+                .arg(GlobalVariables::glSelectAction);
+}
 
 QStringList lines(const QListView* list)
 {
@@ -106,27 +89,6 @@ QStringList lines(const QListView* list)
         texts << list->model()->index(row, 0).data().toString();
     }
     return texts;
-}
-
-QStringList texts(const CollectionPtr& collection)
-{
-    QStringList result;
-    for (const QVariant& value : collection->values()) {
-        result << value.toString();
-    }
-    return result;
-}
-
-// "key=value, ..." of a collection, nested ones as "{...}".
-QString keyed(const CollectionPtr& collection)
-{
-    QStringList items;
-    for (int i = 1; i <= collection->count(); ++i) {
-        const QVariant item = collection->item(i);
-        const CollectionPtr inner = item.value<CollectionPtr>();
-        items << collection->key(i) + u'=' + (inner ? u'{' + keyed(inner) + u'}' : item.toString());
-    }
-    return items.join(u", "_s);
 }
 
 // Clicks the line of the user with this ID as a person does, or double-clicks it.
@@ -150,15 +112,11 @@ void clickUser(QListView* list, const QString& id, bool twice)
 CollectionPtr handedConflict()
 {
     const CollectionPtr result = Collection::create();
-    const QList<std::pair<QLatin1String, QVariant>> values = {
-        {RecordKeys::VaUserID, 3},
-        {RecordKeys::ZeUserID, 9003},
-        {RecordKeys::VaName, u"Ann Example"_s},
-        {RecordKeys::ZeName, u"Example Ann"_s},
-        {RecordKeys::LoginID, u"aexample"_s}};
-    for (const auto& [name, value] : values) {
+    const QVariantList values = {3, 9003, u"Ann Example"_s, u"Example Ann"_s, u"aexample"_s};
+    for (const QLatin1String name : {RecordKeys::VaUserID, RecordKeys::ZeUserID, RecordKeys::VaName,
+                                     RecordKeys::ZeName, RecordKeys::LoginID}) {
         const CollectionPtr list = Collection::create();
-        list->add(value, u"3"_s);
+        list->add(values.at(result->count()), u"3"_s);
         result->add(toVariant(list), name);
     }
     return result;
@@ -208,6 +166,7 @@ private slots:
         QTest::addRow("update") << u""_s << u">11"_s << u"1"_s;
         QTest::addRow("replace, by double-click") << u""_s << u">>11"_s << u"2"_s;
         QTest::addRow("option 2 cancelled") << u""_s << u">11"_s << u"2c"_s;
+        QTest::addRow("option 2, then Escape") << u""_s << u">11"_s << u"2e"_s;
         QTest::addRow("update with new passwords") << u"newPasswords"_s << u">11"_s << u"1"_s;
         QTest::addRow("cancelled with new passwords") << u"newPasswords"_s << u">>11"_s << u"0c"_s;
         const QString moves = u">1 >>2 >33 <<2 >2 all <1 <<33 none all"_s;
@@ -261,7 +220,10 @@ private slots:
         Transcript transcript(*mFixture);
         transcript.mask(QRegularExpression(u"Error .*"_s), u"Error <the driver's text>"_s);
         QStringList seen;
-        const DialogAnswers dialogs(answers, seen);
+        QStringList answerWords = answers.split(u' ', Qt::SkipEmptyParts);
+        QTimer dialogs;
+        connect(&dialogs, &QTimer::timeout, [&] { answerOpenDialog(answerWords, seen); });
+        dialogs.start(0);
 
         auto* page = qobject_cast<SelectUsers*>(Pages::create(PageNames::SelectUsers));
         QVERIFY(page != nullptr);
@@ -277,46 +239,22 @@ private slots:
             page = PageFixture::visible<SelectUsers>();
             const QString id = QString(word).remove(QRegularExpression(u"[<>]"_s));
             const bool twice = word.startsWith(u">>"_s) || word.startsWith(u"<<"_s);
-            if (word.startsWith(u'>')) {
-                clickUser(page->OldUsersLbx, id, twice);
+            const bool in = word.startsWith(u'>');
+            if (in || word.startsWith(u'<')) {
+                clickUser(in ? page->OldUsersLbx : page->Migrate, id, twice);
                 if (!twice) {
-                    PageFixture::click(page->OldToMigrateBtn);
+                    PageFixture::click(in ? page->OldToMigrateBtn : page->MigrateToOldBtn);
                 }
-            } else if (word.startsWith(u'<')) {
-                clickUser(page->Migrate, id, twice);
-                if (!twice) {
-                    PageFixture::click(page->MigrateToOldBtn);
-                }
-            } else if (word == u"back"_s) {
-                PageFixture::click(PageFixture::visible()->PreviousBtn);
             } else {
-                const QMap<QString, QAbstractButton*> buttons = {{u"all"_s, page->MigrateAll},
-                                                                 {u"none"_s, page->MigrateNone},
-                                                                 {u"next"_s, page->NextBtn},
-                                                                 {u"prev"_s, page->PreviousBtn}};
-                QVERIFY2(buttons.contains(word), qPrintable(word));
-                PageFixture::click(buttons.value(word));
+                PageFixture::click(word == u"back"_s   ? PageFixture::visible()->PreviousBtn
+                                   : word == u"all"_s  ? page->MigrateAll
+                                   : word == u"none"_s ? page->MigrateNone
+                                   : word == u"next"_s ? page->NextBtn
+                                                       : page->PreviousBtn);
             }
             record(transcript, word, seen);
         }
         QCOMPARE_GOLDEN(transcript.text(), Golden::rowFile(u"selectusers/"_s));
-    }
-
-    // The conflict dialog by itself: Escape cancels and keeps the choice it opened
-    // with; OK untouched gives 0.
-    void conflictDialogKeys()
-    {
-        ConflictDecision dialog;
-        QVERIFY(dialog.ConflictDesicionRbn[0]->isChecked());
-        GlobalVariables::glSelectAction = 5;
-        dialog.show();
-        QTest::keyClick(&dialog, Qt::Key_Escape);
-        QVERIFY(GlobalVariables::gbCancel && !dialog.isVisible());
-        QCOMPARE(GlobalVariables::glSelectAction, 5);
-        dialog.show();
-        QTest::mouseClick(dialog.OKBtn, Qt::LeftButton);
-        QVERIFY(!GlobalVariables::gbCancel);
-        QCOMPARE(GlobalVariables::glSelectAction, 0);
     }
 
 private:
@@ -332,12 +270,12 @@ private:
             transcript.note(u"pages: "_s + std::exchange(events, {}).join(u", "_s));
         }
         if (const auto* page = PageFixture::visible<SelectUsers>()) {
-            QCOMPARE(texts(page->cOldUsers), lines(page->OldUsersLbx));
-            QCOMPARE(texts(page->cExportedUsers), lines(page->Migrate));
+            QCOMPARE(QVariant(page->cOldUsers->values()).toStringList(), lines(page->OldUsersLbx));
+            QCOMPARE(QVariant(page->cExportedUsers->values()).toStringList(), lines(page->Migrate));
             QCOMPARE(page->cLink->count(),
                      page->cOldUsers->count() + page->cExportedUsers->count());
-            transcript.note(u"decisions: "_s + keyed(page->cConflictDecisions));
-            transcript.note(u"need e-mail: "_s + keyed(page->cNeedEmail));
+            transcript.note(u"decisions: "_s + describe(page->cConflictDecisions).join(u", "_s));
+            transcript.note(u"need e-mail: "_s + describe(page->cNeedEmail).join(u", "_s));
         } else if (step == u"next"_s) {
             transcript.note(u"gbNtLogon "_s +
                             (GlobalVariables::gbNtLogon ? u"true"_s : u"false"_s));
@@ -346,7 +284,8 @@ private:
             for (const QLatin1String list :
                  {StateKeys::ExportedUsers, StateKeys::ConflictUsers, StateKeys::MigrationList,
                   StateKeys::ConflictDecisions, StateKeys::NeedEmail}) {
-                transcript.note(u"saved "_s + list + u": "_s + keyed(saved->collection(list)));
+                transcript.note(u"saved "_s + list + u": "_s +
+                                describe(saved->collection(list)).join(u", "_s));
             }
         }
     }

@@ -2,47 +2,22 @@
 // administrator walks it: from the introduction page on, every page filled and left
 // with its own buttons.
 
-#include "db/ConnectionString.h"
 #include "db/DbConnection.h"
-#include "db/VarnelDBCon.h"
-#include "frame/GlobalVariables.h"
 #include "frame/StatusHolder.h"
-#include "pages/AddStores.h"
-#include "pages/ConflictDecision.h"
-#include "pages/EnterConnectData.h"
 #include "pages/Finish.h"
-#include "pages/Introduction.h"
 #include "pages/PageNames.h"
-#include "pages/SelectDPProfiles.h"
-#include "pages/SelectEmailTemplate.h"
-#include "pages/SelectUsers.h"
-#include "pages/SelectVarnel.h"
-#include "pages/UserInputFinished.h"
 #include "reference/ReferencePasswordEncoder.h"
 #include "support/DemoWalk.h"
 #include "support/Describe.h"
 #include "support/Golden.h"
-#include "support/PageFixture.h"
 
-#include <QApplication>
-#include <QCheckBox>
-#include <QComboBox>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
-#include <QFocusEvent>
-#include <QLineEdit>
-#include <QListView>
-#include <QListWidget>
 #include <QMap>
-#include <QPlainTextEdit>
 #include <QPushButton>
-#include <QRadioButton>
 #include <QRegularExpression>
 #include <QSqlRecord>
 #include <QTest>
-#include <QTimer>
-#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -63,42 +38,17 @@ QMap<QString, QString> newPasswords(const QString& report)
     return passwords;
 }
 
-// A text with each of the passwords written as "<password>".
-QString masked(QString text, const QMap<QString, QString>& passwords)
-{
-    for (const QString& password : passwords) {
-        text.replace(password, u"<password>"_s);
-    }
-    return text;
-}
-
-// The body of a message as a reader shows it: quoted-printable decoded.
-QString bodyOf(const QByteArray& message)
-{
-    QByteArray body = message.mid(message.indexOf("\r\n\r\n") + 4);
-    body.replace("=\r\n", "");
-    QByteArray decoded;
-    for (qsizetype i = 0; i < body.size(); ++i) {
-        if (body.at(i) == '=' && i + 2 < body.size()) {
-            decoded.append(static_cast<char>(body.mid(i + 1, 2).toInt(nullptr, 16)));
-            i += 2;
-        } else {
-            decoded.append(body.at(i));
-        }
-    }
-    return QString::fromUtf8(decoded);
-}
-
-// The pickup folder's messages as a reader sees them, in the order of their texts.
+// The pickup folder's messages as a reader sees them (quoted-printable decoded), in
+// the order of their texts.
 QString mails(const QString& folder)
 {
     QStringList bodies;
     const QDir dir(folder);
     for (const QString& name : dir.entryList({u"*.eml"_s}, QDir::Files)) {
         QFile file(dir.filePath(name));
-        if (file.open(QIODevice::ReadOnly)) {
-            bodies << Golden::fromCrlf(bodyOf(file.readAll()));
-        }
+        QByteArray body = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        body = body.mid(body.indexOf("\r\n\r\n") + 4).replace("=\r\n", "");
+        bodies << Golden::fromCrlf(QString::fromUtf8(QByteArray::fromPercentEncoding(body, '=')));
     }
     bodies.sort();
     return bodies.join(u"----\n"_s);
@@ -121,17 +71,14 @@ private slots:
     {
         QTest::addColumn<QString>("page");
         QTest::addColumn<bool>("mailLogon");
-        for (const QLatin1String page :
-             {PageNames::Introduction, PageNames::SelectVarnel, PageNames::AddStores,
-              PageNames::SelectUsers, PageNames::SelectEmailTemplate, PageNames::SelectDPProfiles,
-              PageNames::UserInputFinished}) {
-            QTest::newRow(page.data()) << QString(page) << false;
+        for (const char* row : {"Introduction", "SelectVarnel", "AddStores", "SelectUsers",
+                                "SelectEmailTemplate", "SelectDPProfiles", "UserInputFinished",
+                                "EnterConnectData", "SelectDPProfiles after the mail logon page",
+                                "UserInputFinished after the mail logon page"}) {
+            const QString page = QString::fromLatin1(row).section(u' ', 0, 0);
+            QTest::newRow(row) << page
+                               << (page != QLatin1String(row) || page == "EnterConnectData"_L1);
         }
-        QTest::newRow("EnterConnectData") << QString(PageNames::EnterConnectData) << true;
-        QTest::newRow("SelectDPProfiles after the mail logon page")
-            << QString(PageNames::SelectDPProfiles) << true;
-        QTest::newRow("UserInputFinished after the mail logon page")
-            << QString(PageNames::UserInputFinished) << true;
     }
 
     // Cancel on any page before the run ends the wizard and leaves the Directory as it
@@ -170,12 +117,6 @@ private slots:
     {
         const DemoInstallation& demo = mFixture->useDemo();
         StatusHolder::Reset();
-        // The Directory's users before: user ID by login ID in lower case.
-        QMap<QString, int> before;
-        for (const QSqlRecord& row : DbConnection(demo.directoryConnectionString)
-                                         .select(u"SELECT LoginID, UserID FROM fwtUser"_s)) {
-            before.insert(row.value(0).toString().toLower(), row.value(1).toInt());
-        }
         DemoWalk walk(*mFixture);
         walk.start();
         QVERIFY2(walk.walkTo(PageNames::UserInputFinished), qPrintable(walk.currentName()));
@@ -195,16 +136,12 @@ private slots:
         // asks whether to go on, and the default answer OK goes on. The report says so,
         // counts the users, lists every changed login ID and password and the profiles;
         // every user of its table got one introduction e-mail from the chosen template.
-        QCOMPARE(mFixture->prompter().asked.size(), 1);
-        const ScriptedPrompter::Asked question = mFixture->prompter().asked.first();
-        QCOMPARE(question.title + u"|"_s + question.parent + u"|"_s + question.text,
-                 u"Could not Add Store|MigrateUsers|Failed to add EXCH55 as a store for 3.1x, "
-                 "some of the users might not migrate successfully. You can add the store "
-                 "manually and then run the migration tool again. Do you want to continue with "
-                 "the migration process?"_s);
         const QMap<QString, QString> passwords = newPasswords(report);
-        QCOMPARE_GOLDEN(masked(Golden::fromCrlf(report), passwords), "wizardwalk/report.txt");
-        QCOMPARE_GOLDEN(masked(mails(demo.mailFolder), passwords), "wizardwalk/mails.txt");
+        QString texts = Golden::fromCrlf(report) + u"====\n"_s + mails(demo.mailFolder);
+        for (const QString& password : passwords) {
+            texts.replace(password, u"<password>"_s);
+        }
+        QCOMPARE_GOLDEN(texts, "wizardwalk/report-and-mails.txt");
 
         // Saved twice into one file: the report twice, nothing between.
         const QString saved = QDir(mFixture->folder()).filePath(u"status.txt"_s);
@@ -215,71 +152,46 @@ private slots:
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), (report + report).toLatin1());
         file.close();
-        QCOMPARE(mFixture->prompter().asked.size(), 3);
 
-        // No store added, the two profiles in the order chosen.
+        // The Directory holds each user of the table with its new password.
         DbConnection directory(demo.directoryConnectionString);
-        QCOMPARE(describe(directory.select(
-                     u"SELECT Name, ExchangeVersion FROM fwtStore ORDER BY StoreID"_s)),
-                 QStringList({u"MAIL01/2"_s}));
-        QCOMPARE(describe(directory.select(u"SELECT Name FROM fwtDeviceProfile ORDER BY "
-                                           "ProfileID"_s)),
-                 QStringList({u"Company GPRS"_s, u"Sales WAP dial-in"_s}));
-
-        // The Directory holds each user of the table with its new password and services
-        // (a user without a name is listed as "Unnamed"; a new login ID leaves a namesake).
         QVERIFY(!passwords.isEmpty());
         for (auto user = passwords.cbegin(); user != passwords.cend(); ++user) {
-            QStringList services;
+            int holders = 0; // a new login ID leaves a namesake
             for (const QSqlRecord& row : directory.select(
-                     u"SELECT u.Password, (SELECT COUNT(*) FROM fwtService WHERE OwnerUserID = "
-                     "u.UserID) FROM fwtUser u WHERE COALESCE(u.LastName, '') || ', ' || "
-                     "u.FirstName = ?"_s,
+                     u"SELECT Password FROM fwtUser WHERE COALESCE(LastName, '') || ', ' || "
+                     "FirstName = ?"_s,
                      {user.key()})) {
-                if (ReferencePasswordEncoder::VerifyPassword(user.value(),
-                                                             row.value(0).toString())) {
-                    services << row.value(1).toString();
-                }
+                holders +=
+                    ReferencePasswordEncoder::VerifyPassword(user.value(), row.value(0).toString());
             }
-            QVERIFY2(services == QStringList{u"10"_s}, qPrintable(user.key()));
+            QVERIFY2(holders == 1, qPrintable(user.key()));
         }
-
-        // Each decision reached the Directory: a new user beside the one that holds the
-        // login ID, the holder updated in place, or the holder replaced by a new user.
-        int kept = 0;
-        for (const QString& decided : walk.answers.decided) {
-            const int vaUserID = decided.section(u' ', 0, 0).toInt();
-            const int option = decided.section(u' ', 1, 1).toInt();
-            const QString login = VarnelDBCon::GetUserByID(vaUserID, demo.sourceConnectionString)
-                                      ->item(u"LoginID"_s)
-                                      .toString()
-                                      .toLower();
-            QVERIFY2(before.contains(login), qPrintable(login));
-            const auto holder =
-                directory.select(u"SELECT UserID FROM fwtUser WHERE LOWER(LoginID) = ?"_s, {login});
-            QCOMPARE(holder.size(), 1);
-            QCOMPARE(holder.first().value(0).toInt() == before.value(login), option != 2);
-            kept += option == 0 ? 0 : 1;
+        // What was asked (the question about EXCH55, then the two save dialogs) and the
+        // Directory as the run left it, in wizardwalk/directory.txt: no store added,
+        // the two profiles in the order chosen, every migrated user with its services
+        // beside those that were there (a user without a name is listed as "Unnamed"),
+        // each decision carried out: a new user beside the one that holds the login ID,
+        // the holder updated in place, or the holder replaced by a new user. Then the
+        // pages in the order walked, and the run between the summary and the end.
+        QStringList dump;
+        for (const ScriptedPrompter::Asked& asked : mFixture->prompter().asked) {
+            dump << asked.kind + u"|"_s + asked.title + u"|"_s + asked.parent + u"|"_s + asked.text;
         }
-        // Every migrated user is in the Directory: new ones beside those that were there.
-        QCOMPARE(describe(directory.select(u"SELECT COUNT(*) FROM fwtUser"_s)),
-                 QStringList{QString::number(before.size() + 46 - kept)});
-        // The log: the pages in the order walked, the run between the summary and the
-        // end, and nothing from the finish page.
-        QStringList launched;
-        const QRegularExpression launchLine(u"^(\\w+) Launched"_s);
-        for (const QString& line : QString::fromLatin1(mFixture->log()).split(u"\r\n"_s)) {
-            const QRegularExpressionMatch page = launchLine.match(line);
-            if (page.hasMatch()) {
-                launched << page.captured(1);
-            }
+        for (const QString& sql :
+             {u"SELECT Name, ExchangeVersion FROM fwtStore ORDER BY StoreID"_s,
+              u"SELECT Name FROM fwtDeviceProfile ORDER BY ProfileID"_s,
+              u"SELECT UserID, LoginID, FirstName, LastName, (SELECT COUNT(*) FROM fwtService "
+              "WHERE OwnerUserID = u.UserID) FROM fwtUser u ORDER BY UserID"_s}) {
+            dump << sql << describe(directory.select(sql));
         }
-        QCOMPARE(launched,
-                 QStringList({u"Introduction"_s, u"SelectVarnel"_s, u"Verifier"_s, u"AddStores"_s,
-                              u"SelectUsers"_s, u"SelectDPProfiles"_s, u"UserInputFinished"_s}));
+        dump << u"decided: "_s + walk.answers.decided.join(u", "_s)
+             << QString::fromLatin1(mFixture->log())
+                    .split(u"\r\n"_s)
+                    .filter(QRegularExpression(u"^\\w+ Launched"_s));
         const QStringList run = mFixture->newLogEntries();
-        QVERIFY(run.first().startsWith(u"Starting migration "_s));
-        QVERIFY(run.last().startsWith(u"Finished migration "_s));
+        dump << run.first().section(u' ', 0, 1) << run.last().section(u' ', 0, 1);
+        QCOMPARE_GOLDEN(dump, "wizardwalk/directory.txt");
 
         PageFixture::click(finish->CancelBtn);
         QVERIFY(PageFixture::visibleWindows<QWidget>().isEmpty());

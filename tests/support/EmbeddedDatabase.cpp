@@ -3,8 +3,6 @@
 #include "db/ConnectionString.h"
 #include "db/DbConnection.h"
 
-#include <QSqlRecord>
-
 namespace EmbeddedDatabase {
 
 QString connectionString(const QString& folder, const QString& database)
@@ -21,17 +19,6 @@ QString make(const QString& folder, const QString& database, const QStringList& 
         connection.execute(statement);
     }
     return text;
-}
-
-QStringList tables(const QString& connectionString)
-{
-    DbConnection connection(connectionString);
-    QStringList names;
-    for (const QSqlRecord& row : connection.select(
-             QStringLiteral("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name"))) {
-        names << row.value(0).toString();
-    }
-    return names;
 }
 
 } // namespace EmbeddedDatabase

@@ -13,7 +13,5 @@ inline const QString NoServer = QStringLiteral("127.0.0.1,1");
 QString connectionString(const QString& folder, const QString& database);
 // A new database made of the given statements; its connection string.
 QString make(const QString& folder, const QString& database, const QStringList& statements);
-// The names of its tables, sorted.
-QStringList tables(const QString& connectionString);
 
 } // namespace EmbeddedDatabase

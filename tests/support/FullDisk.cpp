@@ -43,15 +43,6 @@ FullDisk::~FullDisk()
     }
 }
 
-qint64 FullDisk::bytesFree() const
-{
-    struct statvfs info = {};
-    if (::statvfs(QFile::encodeName(mFolder.path()).constData(), &info) != 0) {
-        return -1;
-    }
-    return static_cast<qint64>(info.f_bavail) * static_cast<qint64>(info.f_frsize);
-}
-
 bool FullDisk::leaveFree(qint64 bytes)
 {
     if (!mMounted) {
@@ -68,5 +59,7 @@ bool FullDisk::leaveFree(qint64 bytes)
     const qint64 size = filler.size() / Page * Page;
     filler.resize(qMax<qint64>(size - keep, 0));
     filler.close();
-    return bytesFree() <= keep;
+    struct statvfs info = {};
+    return ::statvfs(QFile::encodeName(mFolder.path()).constData(), &info) == 0 &&
+           qint64(info.f_bavail) * qint64(info.f_frsize) <= keep;
 }

@@ -23,7 +23,6 @@ public:
     // Fills the file system with a file of its own until at most `bytes` (rounded up
     // to whole pages) are free; false when that did not work.
     bool leaveFree(qint64 bytes);
-    qint64 bytesFree() const;
 
 private:
     QTemporaryDir mFolder;

@@ -23,21 +23,16 @@ QStringList clippedControls(const QWidget& window)
         }
         const QSize needed = control->minimumSizeHint();
         if (control->width() < needed.width() || control->height() < needed.height()) {
-            problems << QStringLiteral("%1: %2x%3, needs %4x%5")
-                            .arg(name)
-                            .arg(control->width())
-                            .arg(control->height())
-                            .arg(needed.width())
-                            .arg(needed.height());
+            problems << name + QString::asprintf(": %dx%d, needs %dx%d", control->width(),
+                                                 control->height(), needed.width(),
+                                                 needed.height());
             continue;
         }
         const auto* label = qobject_cast<const QLabel*>(control);
         if (label != nullptr && label->wordWrap() &&
             label->height() < label->heightForWidth(label->width())) {
-            problems << QStringLiteral("%1: %2 high, its text needs %3")
-                            .arg(name)
-                            .arg(label->height())
-                            .arg(label->heightForWidth(label->width()));
+            problems << name + QString::asprintf(": %d high, its text needs %d", label->height(),
+                                                 label->heightForWidth(label->width()));
         }
     }
     return problems;

@@ -10,7 +10,6 @@
 
 #include <QAbstractButton>
 #include <QFile>
-#include <QSqlDatabase>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -105,11 +104,6 @@ void PageFixture::click(QAbstractButton* button)
     processDeletions();
 }
 
-void PageFixture::processDeletions()
-{
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-}
-
 QByteArray PageFixture::log() const
 {
     QFile file(mFolder.filePath(GlobalVariables::gsLogFileName));
@@ -123,19 +117,4 @@ QStringList PageFixture::logEntries() const
         text.chop(4);
     }
     return text.isEmpty() ? QStringList() : text.split(QStringLiteral("\r\n\r\n"));
-}
-
-void PageFixture::markLog()
-{
-    mLogMark = static_cast<int>(logEntries().size());
-}
-
-QStringList PageFixture::newLogEntries() const
-{
-    return logEntries().mid(mLogMark);
-}
-
-QStringList PageFixture::openConnections()
-{
-    return QSqlDatabase::connectionNames();
 }

@@ -8,6 +8,7 @@
 #include <QApplication>
 #include <QByteArray>
 #include <QLatin1String>
+#include <QSqlDatabase>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <memory>
@@ -73,7 +74,10 @@ public:
     // Clicks a button as a person does and lets the pages that were left go.
     static void click(QAbstractButton* button);
     // Deletes the pages that a hand-over or a close let go.
-    static void processDeletions();
+    static void processDeletions()
+    {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
 
     // The log file of this pass, as bytes, and as its entries (each without the blank
     // line that ends it). An entry whose own text holds an empty line comes out as two
@@ -81,11 +85,11 @@ public:
     QByteArray log() const;
     QStringList logEntries() const;
     // Entries written since the last call of markLog().
-    void markLog();
-    QStringList newLogEntries() const;
+    void markLog() { mLogMark = static_cast<int>(logEntries().size()); }
+    QStringList newLogEntries() const { return logEntries().mid(mLogMark); }
 
     // The database connections still open; empty after every well-behaved test.
-    static QStringList openConnections();
+    static QStringList openConnections() { return QSqlDatabase::connectionNames(); }
 
 private:
     WizardPage* openPage(QLatin1String name, WizardPage::Restore restore);

@@ -13,16 +13,14 @@ Prompter::Answer ScriptedPrompter::message(const QString& text, const QString& t
                                            Buttons buttons, QWidget* parent)
 {
     asked.append({QStringLiteral("message"), text, title, icon, buttons, nameOf(parent)});
-    if (!answers.isEmpty()) {
-        return answers.takeFirst();
-    }
-    return buttons == Buttons::YesNo ? Answer::Yes : Answer::Ok;
+    return !answers.isEmpty()          ? answers.takeFirst()
+           : buttons == Buttons::YesNo ? Answer::Yes
+                                       : Answer::Ok;
 }
 
 QString ScriptedPrompter::saveFileName(const QString& title, const QString& filter,
-                                       const QString& suggestedName, QWidget* parent)
+                                       const QString& /*suggestedName*/, QWidget* parent)
 {
-    Q_UNUSED(suggestedName);
     asked.append({QStringLiteral("save"), filter, title, Icon::None, Buttons::Ok, nameOf(parent)});
     return fileNames.isEmpty() ? QString() : fileNames.takeFirst();
 }

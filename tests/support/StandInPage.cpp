@@ -14,16 +14,9 @@ void StandInPage::registerAs(const QString& name, const QString& caption)
     Pages::registerPage(name, [name, caption] { return new StandInPage(name, caption); });
 }
 
-void StandInPage::LoadStateNext()
+void StandInPage::record(const char* how)
 {
-    opened
-        << QStringLiteral("LoadStateNext backToVarnel=%1").arg(gbBackToVarnel ? "true" : "false");
-}
-
-void StandInPage::LoadStatePrev()
-{
-    opened
-        << QStringLiteral("LoadStatePrev backToVarnel=%1").arg(gbBackToVarnel ? "true" : "false");
+    opened << QStringLiteral("%1 backToVarnel=%2").arg(how, gbBackToVarnel ? "true" : "false");
 }
 
 void StandInPage::PreviousBtn_Click()

@@ -20,8 +20,8 @@ public:
                            const QString& caption = QStringLiteral("Stand-in"));
 
     void setBackToVarnel(bool backToVarnel) override { gbBackToVarnel = backToVarnel; }
-    void LoadStateNext() override;
-    void LoadStatePrev() override;
+    void LoadStateNext() override { record("LoadStateNext"); }
+    void LoadStatePrev() override { record("LoadStatePrev"); }
 
     bool gbBackToVarnel = false;
     // How it was opened: "LoadStateNext" or "LoadStatePrev", with the flag as it was
@@ -30,4 +30,7 @@ public:
 
 protected:
     void PreviousBtn_Click() override;
+
+private:
+    void record(const char* how);
 };

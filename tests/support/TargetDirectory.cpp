@@ -17,21 +17,6 @@ TargetDirectory::~TargetDirectory()
     Components::setFactory(nullptr);
 }
 
-QList<QSqlRecord> TargetDirectory::rows(const QString& sql, const QVariantList& parameters) const
-{
-    return mDatabase.rows(sql, parameters);
-}
-
-QVariant TargetDirectory::scalar(const QString& sql, const QVariantList& parameters) const
-{
-    return mDatabase.scalar(sql, parameters);
-}
-
-void TargetDirectory::execute(const QString& sql, const QVariantList& parameters) const
-{
-    mDatabase.execute(sql, parameters);
-}
-
 DirectoryDescription::User TargetDirectory::user(const QString& firstName, const QString& lastName,
                                                  const QString& loginID, const QString& mailServer)
 {

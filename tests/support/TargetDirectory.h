@@ -32,12 +32,20 @@ public:
     QString folder() const { return mFolder.path(); }
     bool isEmbedded() const { return mDatabase.isEmbedded(); }
 
-    // Rows of a query on the Directory, as an administrator would run it.
-    QList<QSqlRecord> rows(const QString& sql, const QVariantList& parameters = {}) const;
-    // The first column of the first row, or an invalid value without rows.
-    QVariant scalar(const QString& sql, const QVariantList& parameters = {}) const;
-    // Runs a statement that changes the Directory.
-    void execute(const QString& sql, const QVariantList& parameters = {}) const;
+    // Queries and statements on the Directory, as an administrator would run them
+    // (see TestDatabase).
+    QList<QSqlRecord> rows(const QString& sql, const QVariantList& parameters = {}) const
+    {
+        return mDatabase.rows(sql, parameters);
+    }
+    QVariant scalar(const QString& sql, const QVariantList& parameters = {}) const
+    {
+        return mDatabase.scalar(sql, parameters);
+    }
+    void execute(const QString& sql, const QVariantList& parameters = {}) const
+    {
+        mDatabase.execute(sql, parameters);
+    }
 
     // A user of the description with a login ID and, optionally, a mail server.
     static DirectoryDescription::User user(const QString& firstName, const QString& lastName,

@@ -21,26 +21,6 @@ void Transcript::mask(const QString& text, const QString& name)
     }
 }
 
-void Transcript::mask(const QRegularExpression& pattern, const QString& name)
-{
-    mPatterns.append({pattern, name});
-}
-
-void Transcript::step(const QString& title)
-{
-    record(title, true);
-}
-
-void Transcript::stepQuiet(const QString& title)
-{
-    record(title, false);
-}
-
-void Transcript::note(const QString& line)
-{
-    mLines << line;
-}
-
 void Transcript::record(const QString& title, bool windows)
 {
     mLines << QStringLiteral("## ") + title;

@@ -22,12 +22,15 @@ public:
     // Writes name wherever text appears (a temporary folder, a connection string).
     void mask(const QString& text, const QString& name);
     // Writes name over every match of pattern (words of a driver that vary).
-    void mask(const QRegularExpression& pattern, const QString& name);
+    void mask(const QRegularExpression& pattern, const QString& name)
+    {
+        mPatterns.append({pattern, name});
+    }
     // "## title", then what the step showed, wrote and asked.
-    void step(const QString& title);
+    void step(const QString& title) { record(title, true); }
     // Only the log entries and message boxes of the step, not the windows.
-    void stepQuiet(const QString& title);
-    void note(const QString& line);
+    void stepQuiet(const QString& title) { record(title, false); }
+    void note(const QString& line) { mLines << line; }
 
     QString text() const;
 

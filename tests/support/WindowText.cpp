@@ -3,13 +3,9 @@
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QComboBox>
-#include <QGroupBox>
-#include <QLabel>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QStringList>
-#include <QTextEdit>
 
 namespace {
 
@@ -21,33 +17,22 @@ QString quoted(const QString& text)
 
 QString shown(const QWidget* widget)
 {
-    if (const auto* label = qobject_cast<const QLabel*>(widget)) {
-        return quoted(label->text());
-    }
-    if (const auto* button = qobject_cast<const QAbstractButton*>(widget)) {
-        return quoted(button->text()) + (button->isCheckable() && button->isChecked()
-                                             ? QLatin1String(" checked")
-                                             : QLatin1String(""));
-    }
-    if (const auto* box = qobject_cast<const QLineEdit*>(widget)) {
-        return quoted(box->text()) + (box->echoMode() == QLineEdit::Password
-                                          ? QLatin1String(" password")
-                                          : QLatin1String(""));
-    }
-    if (const auto* group = qobject_cast<const QGroupBox*>(widget)) {
-        return quoted(group->title());
-    }
-    if (const auto* edit = qobject_cast<const QPlainTextEdit*>(widget)) {
-        return quoted(edit->toPlainText());
-    }
-    if (const auto* edit = qobject_cast<const QTextEdit*>(widget)) {
-        return quoted(edit->toPlainText());
-    }
     if (const auto* bar = qobject_cast<const QProgressBar*>(widget)) {
         return QStringLiteral("%1 of %2..%3")
             .arg(bar->value())
             .arg(bar->minimum())
             .arg(bar->maximum());
+    }
+    // Text boxes, group boxes, then labels, buttons and line boxes.
+    for (const char* name : {"plainText", "title", "text"}) {
+        if (const QVariant value = widget->property(name); value.isValid()) {
+            const auto* button = qobject_cast<const QAbstractButton*>(widget);
+            const auto* box = qobject_cast<const QLineEdit*>(widget);
+            return quoted(value.toString()) +
+                   (button && button->isChecked() ? QLatin1String(" checked") : QLatin1String()) +
+                   (box && box->echoMode() == QLineEdit::Password ? QLatin1String(" password")
+                                                                  : QLatin1String());
+        }
     }
     QStringList items;
     QString current;
