@@ -38,7 +38,6 @@ QStringList directoryFileHashes(const QString& folder)
     return files;
 }
 
-// Typing and clicking as a person does.
 namespace Clicks {
 
 void type(QLineEdit* box, const QString& text)

@@ -6,6 +6,17 @@
 
 #include <QTimer>
 
+class QAbstractButton;
+class QAbstractItemView;
+class QLineEdit;
+
+// Typing and clicking as a person does, for the walks through the wizard.
+namespace Clicks {
+void type(QLineEdit* box, const QString& text);
+void clickRow(QAbstractItemView* list, int row);
+void clickBox(QAbstractButton* box);
+} // namespace Clicks
+
 // The files of the Directory in a folder (with any journal beside it), each as its
 // name, a blank and the SHA-256 of its bytes: what tells that nothing was written.
 QStringList directoryFileHashes(const QString& folder);
