@@ -34,19 +34,6 @@ void executeOnMaster(const QString& sql)
 
 } // namespace Engines
 
-namespace {
-
-QString uniqueServerName(const QString& name)
-{
-    static int counter = 0;
-    return QStringLiteral("%1_t%2_%3")
-        .arg(name.toLower())
-        .arg(QCoreApplication::applicationPid())
-        .arg(++counter);
-}
-
-} // namespace
-
 TestDatabase::TestDatabase(const QString& engine, const QString& name) : mEngine(engine)
 {
     if (isEmbedded()) {
@@ -62,7 +49,11 @@ TestDatabase::TestDatabase(const QString& engine, const QString& name) : mEngine
                                  .arg(engine),
                              QStringLiteral("TestDatabase"));
     }
-    mName = uniqueServerName(name);
+    static int counter = 0;
+    mName = QStringLiteral("%1_t%2_%3")
+                .arg(name.toLower())
+                .arg(QCoreApplication::applicationPid())
+                .arg(++counter);
     mConnectionString = Engines::sqlServerConnectionString(mName);
     Engines::executeOnMaster(QStringLiteral("CREATE DATABASE [%1]").arg(mName));
 }

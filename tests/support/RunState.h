@@ -61,9 +61,8 @@ QString NamePasswords(const MigrationEngine& engine, QString text, const QString
 struct EngineDemo
 {
     EngineDemo(const QString& engine, const DemoInstallation& base);
-    // Fills the state with the choices and runs them; then the report with the
-    // passwords named (NamePasswords, the mails taken), the number of mails, and each
-    // query of the Directory with its rows.
+    // Fills the state with the choices and runs them: the report (NamePasswords), the
+    // number of mails taken, then each query of the Directory with its rows.
     QStringList run(RunProgress& progress, const RunChoices& choices,
                     const QStringList& queries) const;
 
