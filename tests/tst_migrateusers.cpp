@@ -6,6 +6,7 @@
 #include "pages/PageNames.h"
 #include "support/PageFixture.h"
 #include "support/RunState.h"
+#include "support/WindowText.h"
 
 #include <QLabel>
 #include <QProgressBar>
@@ -29,10 +30,9 @@ private slots:
     {
         auto* window = fixture->open<MigrateUsers>(PageNames::MigrateUsers);
         QVERIFY(window);
-        QCOMPARE(window->windowTitle(), u"Migrating"_s);
-        QCOMPARE(window->Description->objectName(), u"Description"_s);
-        QCOMPARE(window->Description->text(), u"Migrating users, please wait..."_s);
-        QCOMPARE(window->ProgressBar->objectName(), u"ProgressBar"_s);
+        QCOMPARE(windowText(window),
+                 u"MigrateUsers \"Migrating\"\n  Description QLabel \"Migrating "
+                 "users, please wait...\"\n  ProgressBar QProgressBar -1 of 0..100\n"_s);
         QCOMPARE(window->findChildren<QPushButton*>().size(), 0);
         // The outcome lists are there from the start; the server lists only when the
         // route went through the store page.
@@ -63,11 +63,8 @@ private slots:
     // back and the window is gone.
     void showsTheRunAndCannotBeClosed()
     {
-        const DemoInstallation& demo = fixture->useDemo();
-        RunChoices choices;
-        choices.users = {1, 2, 28};
-        choices.profiles = {u"Sales WAP dial-in"_s};
-        RunState::Fill(demo, choices);
+        RunState::Fill(fixture->useDemo(),
+                       {.users = {1, 2, 28}, .profiles = {u"Sales WAP dial-in"_s}});
 
         QStringList seen;
         int refused = 0;
@@ -100,11 +97,7 @@ private slots:
     // The run's questions are shown over the window.
     void asksOverTheWindow()
     {
-        const DemoInstallation& demo = fixture->useDemo();
-        RunChoices choices;
-        choices.addStores = true;
-        choices.e55Servers = {u"EXCH55"_s};
-        RunState::Fill(demo, choices);
+        RunState::Fill(fixture->useDemo(), {.addStores = true, .e55Servers = {u"EXCH55"_s}});
         fixture->prompter().answers = {Prompter::Answer::Cancel};
         QVERIFY(MigrateUsers::Migrate().contains(u"No users migrated due to interrupt."_s));
         QCOMPARE(fixture->prompter().asked.size(), 1);

@@ -3,8 +3,6 @@
 #include "pages/AddStores.h"
 #include "pages/ConflictDecision.h"
 #include "pages/EnterConnectData.h"
-#include "pages/Introduction.h"
-#include "pages/PageNames.h"
 #include "pages/SelectDPProfiles.h"
 #include "pages/SelectEmailTemplate.h"
 #include "pages/SelectUsers.h"
@@ -18,23 +16,12 @@
 #include <QFile>
 #include <QFocusEvent>
 #include <QLineEdit>
-#include <QListView>
 #include <QListWidget>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
-
-namespace {
-
-int rowOf(QListWidget* list, const QString& text)
-{
-    const QList<QListWidgetItem*> found = list->findItems(text, Qt::MatchExactly);
-    return found.isEmpty() ? -1 : list->row(found.first());
-}
-
-} // namespace
 
 QStringList directoryFileHashes(const QString& folder)
 {
@@ -51,29 +38,27 @@ QStringList directoryFileHashes(const QString& folder)
     return files;
 }
 
-void Clicks::type(QLineEdit* box, const QString& text)
+namespace Clicks {
+
+void type(QLineEdit* box, const QString& text)
 {
     box->selectAll();
     QTest::keyClick(box, Qt::Key_Delete);
     QTest::keyClicks(box, text);
 }
 
-void Clicks::clickRow(QAbstractItemView* list, int row)
+void clickRow(QAbstractItemView* list, int row)
 {
     const QModelIndex index = list->model()->index(row, 0);
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(index).center());
 }
 
-void Clicks::clickBox(QAbstractButton* box)
+void clickBox(QAbstractButton* box)
 {
     QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(6, box->height() / 2));
 }
 
-ConflictAnswers::ConflictAnswers()
-{
-    QObject::connect(&mTimer, &QTimer::timeout, [this] { answer(); });
-    mTimer.start(0);
-}
+} // namespace Clicks
 
 void ConflictAnswers::answer()
 {
@@ -87,27 +72,12 @@ void ConflictAnswers::answer()
     QTest::mouseClick(dialog->OKBtn, Qt::LeftButton);
 }
 
-void DemoWalk::start()
-{
-    mFixture.open<Introduction>(PageNames::Introduction);
-}
-
-WizardPage* DemoWalk::current() const
-{
-    return PageFixture::visible<WizardPage>();
-}
-
-QString DemoWalk::currentName() const
-{
-    return current() ? current()->objectName() : QString();
-}
-
 bool DemoWalk::step()
 {
     using namespace Clicks;
     const QString name = currentName();
     if (name == PageNames::Introduction) {
-        next();
+        // Next only.
     } else if (name == PageNames::SelectVarnel) {
         auto* page = PageFixture::visible<SelectVarnel>();
         type(page->DatabaseServerTxt,
@@ -117,17 +87,14 @@ bool DemoWalk::step()
         QFocusEvent in(QEvent::FocusIn, Qt::MouseFocusReason);
         QCoreApplication::sendEvent(page->DatabaseCbx, &in);
         page->DatabaseCbx->setCurrentIndex(page->DatabaseCbx->findText(u"Varnel"_s));
-        next();
     } else if (name == PageNames::AddStores) {
         // The new store is typed as Exchange 5.5.
         auto* page = PageFixture::visible<AddStores>();
-        page->ServersDetectedLbx->setCurrentRow(rowOf(page->ServersDetectedLbx, u"EXCH55"_s));
+        page->ServersDetectedLbx->setCurrentItem(
+            page->ServersDetectedLbx->findItems(u"EXCH55"_s, Qt::MatchExactly).value(0));
         PageFixture::click(page->ToE55Btn);
-        next();
     } else if (name == PageNames::SelectUsers) {
-        auto* page = PageFixture::visible<SelectUsers>();
-        PageFixture::click(page->MigrateAll);
-        next();
+        PageFixture::click(PageFixture::visible<SelectUsers>()->MigrateAll);
     } else if (name == PageNames::SelectEmailTemplate) {
         // The first visit shows "Do not send e-mail" ticked: cleared, then the
         // template other than the Directory's own choice.
@@ -136,7 +103,6 @@ bool DemoWalk::step()
             clickBox(page->DoNotSend);
         }
         clickRow(page->EmailTemplates, 1);
-        next();
     } else if (name == PageNames::EnterConnectData) {
         auto* page = PageFixture::visible<EnterConnectData>();
         type(page->ServerNameTxt, u"MAIL01"_s);
@@ -145,17 +111,16 @@ bool DemoWalk::step()
         if (!QDir().mkpath(mFixture.demo().mailFolder)) {
             return false;
         }
-        next();
     } else if (name == PageNames::SelectDPProfiles) {
         auto* page = PageFixture::visible<SelectDPProfiles>();
         clickRow(page->lstOldProfiles, 4);
         PageFixture::click(page->OldToMigrateBtn);
         clickRow(page->lstOldProfiles, 0);
         PageFixture::click(page->OldToMigrateBtn);
-        next();
     } else {
         return false;
     }
+    PageFixture::click(current()->NextBtn);
     return true;
 }
 
@@ -170,9 +135,4 @@ bool DemoWalk::walkTo(const QString& page)
         }
     }
     return false;
-}
-
-void DemoWalk::next()
-{
-    PageFixture::click(current()->NextBtn);
 }

@@ -1,19 +1,14 @@
 #pragma once
 
 #include "PageFixture.h"
+#include "pages/Introduction.h"
+#include "pages/PageNames.h"
 
-#include <QString>
-#include <QStringList>
 #include <QTimer>
 
 class QAbstractButton;
 class QAbstractItemView;
 class QLineEdit;
-class WizardPage;
-
-// The files of the Directory in a folder (with any journal beside it), each as its
-// name, a blank and the SHA-256 of its bytes: what tells that nothing was written.
-QStringList directoryFileHashes(const QString& folder);
 
 // Typing and clicking as a person does, for the walks through the wizard.
 namespace Clicks {
@@ -22,12 +17,20 @@ void clickRow(QAbstractItemView* list, int row);
 void clickBox(QAbstractButton* box);
 } // namespace Clicks
 
+// The files of the Directory in a folder (with any journal beside it), each as its
+// name, a blank and the SHA-256 of its bytes: what tells that nothing was written.
+QStringList directoryFileHashes(const QString& folder);
+
 // Answers every conflict dialog that opens with the next option of the cycle "new
 // login ID", "update", "replace", by clicking its option and OK.
 class ConflictAnswers
 {
 public:
-    ConflictAnswers();
+    ConflictAnswers()
+    {
+        QObject::connect(&mTimer, &QTimer::timeout, [this] { answer(); });
+        mTimer.start(0);
+    }
     // The conflicts decided: "<source user ID> <option>" each, in order.
     QStringList decided;
 
@@ -51,10 +54,10 @@ public:
     }
 
     // Opens the introduction page as the program does.
-    void start();
+    void start() { mFixture.open<Introduction>(PageNames::Introduction); }
 
-    WizardPage* current() const;
-    QString currentName() const;
+    WizardPage* current() const { return PageFixture::visible<WizardPage>(); }
+    QString currentName() const { return current() ? current()->objectName() : QString(); }
 
     // Does what the administrator does on the page shown, then presses Next.
     bool step();
@@ -64,8 +67,6 @@ public:
     ConflictAnswers answers;
 
 private:
-    void next();
-
     PageFixture& mFixture;
     QString mDemoFolder;
 };

@@ -10,31 +10,6 @@
 
 namespace Engines {
 
-QStringList available()
-{
-    return sqlServerNamed() ? QStringList{Embedded, SqlServer} : QStringList{Embedded};
-}
-
-bool sqlServerNamed()
-{
-    return !sqlServerAddress().isEmpty();
-}
-
-QString sqlServerAddress()
-{
-    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER").trimmed();
-}
-
-QString sqlServerLogin()
-{
-    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER_LOGIN", QStringLiteral("sa_test"));
-}
-
-QString sqlServerPassword()
-{
-    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER_PASSWORD", QStringLiteral("TestPass123"));
-}
-
 QString sqlServerConnectionString(const QString& database)
 {
     return BuildSqlConnectionString(sqlServerAddress(), database, sqlServerLogin(),
@@ -57,33 +32,7 @@ void executeOnMaster(const QString& sql)
     }
 }
 
-void addColumn()
-{
-    QTest::addColumn<QString>("engine");
-}
-
-void rows()
-{
-    addColumn();
-    for (const QString& engine : available()) {
-        QTest::newRow(engine.toUtf8().constData()) << engine;
-    }
-}
-
 } // namespace Engines
-
-namespace {
-
-QString uniqueServerName(const QString& name)
-{
-    static int counter = 0;
-    return QStringLiteral("%1_t%2_%3")
-        .arg(name.toLower())
-        .arg(QCoreApplication::applicationPid())
-        .arg(++counter);
-}
-
-} // namespace
 
 TestDatabase::TestDatabase(const QString& engine, const QString& name) : mEngine(engine)
 {
@@ -100,7 +49,11 @@ TestDatabase::TestDatabase(const QString& engine, const QString& name) : mEngine
                                  .arg(engine),
                              QStringLiteral("TestDatabase"));
     }
-    mName = uniqueServerName(name);
+    static int counter = 0;
+    mName = QStringLiteral("%1_t%2_%3")
+                .arg(name.toLower())
+                .arg(QCoreApplication::applicationPid())
+                .arg(++counter);
     mConnectionString = Engines::sqlServerConnectionString(mName);
     Engines::executeOnMaster(QStringLiteral("CREATE DATABASE [%1]").arg(mName));
 }
@@ -155,14 +108,12 @@ void TestDatabase::make(const QStringList& statements) const
 
 void TestDatabase::execute(const QString& sql, const QVariantList& parameters) const
 {
-    DbConnection connection(mConnectionString);
-    connection.execute(sql, parameters);
+    DbConnection(mConnectionString).execute(sql, parameters);
 }
 
 QList<QSqlRecord> TestDatabase::rows(const QString& sql, const QVariantList& parameters) const
 {
-    DbConnection connection(mConnectionString);
-    return connection.select(sql, parameters);
+    return DbConnection(mConnectionString).select(sql, parameters);
 }
 
 QVariant TestDatabase::scalar(const QString& sql, const QVariantList& parameters) const

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <QList>
 #include <QSqlRecord>
-#include <QString>
-#include <QStringList>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QVariant>
 #include <QVariantList>
 #include <memory>
 
@@ -17,33 +13,37 @@
 //   VARNEL_TEST_SQLSERVER_LOGIN=sa_test        a login that may create databases
 //   VARNEL_TEST_SQLSERVER_PASSWORD=TestPass123 its password
 //
-// (login and password default to those of ../shared/tools/tsql-server). A test
-// function gets one data row per engine:
-//
-//   void read_data()
-//   {
-//       Engines::addColumn();                     // the column "engine", first
-//       QTest::addColumn<QString>("name");
-//       Engines::newRows("quote", u"O'Neil"_s);   // "embedded: quote", "sqlserver: quote"
-//   }
-//   void read()
-//   {
-//       QFETCH(QString, engine);
-//       TestDatabase source(engine);              // a fresh, empty database
-//       VarnelBuilder::WriteTo(source.connectionString(), ...);
-//   }
+// (login and password default to those of ../shared/tools/tsql-server). A _data
+// function adds the column "engine" first (addColumn) and one row per engine (newRows,
+// or rows without columns of its own); the test makes its databases on the row's
+// engine with TestDatabase.
 namespace Engines {
 
 inline const QString Embedded = QStringLiteral("embedded");
 inline const QString SqlServer = QStringLiteral("sqlserver");
 
-// "embedded", then "sqlserver" when VARNEL_TEST_SQLSERVER is set.
-QStringList available();
-bool sqlServerNamed();
 // host,port as named, and the login to use there.
-QString sqlServerAddress();
-QString sqlServerLogin();
-QString sqlServerPassword();
+inline QString sqlServerAddress()
+{
+    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER").trimmed();
+}
+inline QString sqlServerLogin()
+{
+    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER_LOGIN", QStringLiteral("sa_test"));
+}
+inline QString sqlServerPassword()
+{
+    return qEnvironmentVariable("VARNEL_TEST_SQLSERVER_PASSWORD", QStringLiteral("TestPass123"));
+}
+inline bool sqlServerNamed()
+{
+    return !sqlServerAddress().isEmpty();
+}
+// "embedded", then "sqlserver" when VARNEL_TEST_SQLSERVER is set.
+inline QStringList available()
+{
+    return sqlServerNamed() ? QStringList{Embedded, SqlServer} : QStringList{Embedded};
+}
 // A connection string to a database of the named server (SQL login).
 QString sqlServerConnectionString(const QString& database);
 
@@ -54,7 +54,10 @@ QString sqlServerConnectionString(const QString& database);
 void executeOnMaster(const QString& sql);
 
 // In a _data function: the QString column "engine", before the test's own columns.
-void addColumn();
+inline void addColumn()
+{
+    QTest::addColumn<QString>("engine");
+}
 // In a _data function: one row per available engine, named "<engine>: <name>" (or
 // only the engine without a name), holding the engine and then the values in the
 // order of the columns.
@@ -68,7 +71,11 @@ template <typename... Values> void newRows(const char* name, const Values&... va
     }
 }
 // In a _data function of a test without columns of its own: one row per engine.
-void rows();
+inline void rows()
+{
+    addColumn();
+    newRows("");
+}
 
 } // namespace Engines
 
@@ -86,11 +93,9 @@ public:
     TestDatabase(const TestDatabase&) = delete;
     TestDatabase& operator=(const TestDatabase&) = delete;
 
-    QString engine() const { return mEngine; }
     bool isEmbedded() const { return mEngine == Engines::Embedded; }
     // The database's name as the connection string names it.
     QString name() const { return mName; }
-    // The SQL-login connection string of this database.
     QString connectionString() const { return mConnectionString; }
     // A connection string to another database of the same server (or folder), one
     // that this object does not own, such as "master" or one that does not exist.

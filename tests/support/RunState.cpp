@@ -1,15 +1,24 @@
 #include "RunState.h"
 
+#include "db/DbConnection.h"
 #include "db/UserConflicts.h"
+#include "db/VarnelBuilder.h"
 #include "db/VarnelDBCon.h"
+#include "demo/DemoData.h"
 #include "directory/ZephrinFunctions.h"
 #include "engine/MigrationEngine.h"
 #include "frame/GlobalVariables.h"
 #include "frame/RecordKeys.h"
 #include "frame/StateKeys.h"
 #include "frame/StatusHolder.h"
+#include "reference/DirectoryBuilder.h"
+#include "reference/ReferencePasswordEncoder.h"
+#include "support/Describe.h"
+#include "support/Golden.h"
 
-#include <QSet>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 
 namespace {
 
@@ -68,12 +77,8 @@ void RunState::Fill(const DemoInstallation& demo, const RunChoices& choices)
         if (conflicting) {
             conflictUserNames->add(text, text);
         }
-    }
-    const QSet<int> chosen(choices.users.begin(), choices.users.end());
-    for (int position = 1; position <= allUsers->count(); ++position) {
-        const int id = allUsers->collection(position)->value(RecordKeys::UserID).toInt();
-        if (!chosen.contains(id)) {
-            oldUsers->add(texts.value(id), texts.value(id));
+        if (!choices.users.contains(id)) {
+            oldUsers->add(text, text);
         }
     }
 
@@ -113,12 +118,9 @@ void RunState::Fill(const DemoInstallation& demo, const RunChoices& choices)
     if (choices.sendEmail) {
         ZephrinFunctions::ChooseTemplate(choices.templateID, directory);
         const CollectionPtr templates = ZephrinFunctions::GetTemplateList(directory);
-        const CollectionPtr ids = templates->collection(QStringLiteral("IDs"));
-        for (int position = 1; position <= ids->count(); ++position) {
-            if (ids->item(position).toInt() == choices.templateID) {
-                title = templates->collection(QStringLiteral("Titles"))->item(position).toString();
-            }
-        }
+        const int position =
+            templates->collection(QStringLiteral("IDs"))->values().indexOf(choices.templateID);
+        title = templates->collection(QStringLiteral("Titles"))->item(position + 1).toString();
     }
     StatusHolder::SetEmailChoice(choices.sendEmail, title);
     if (choices.serviceAccount.size() == 3) {
@@ -182,35 +184,76 @@ void RunState::Run(MigrationEngine& engine)
     engine.GenerateReport();
 }
 
-void RecordingProgress::setDescription(const QString& text)
+QStringList RunState::TakeMails(const QString& folder)
 {
-    calls << QStringLiteral("description ") + text;
-}
-
-void RecordingProgress::setMinimum(int minimum)
-{
-    calls << QStringLiteral("minimum ") + QString::number(minimum);
-}
-
-void RecordingProgress::setMaximum(int maximum)
-{
-    calls << QStringLiteral("maximum ") + QString::number(maximum);
-}
-
-void RecordingProgress::setValue(int value)
-{
-    calls << QStringLiteral("value ") + QString::number(value);
-}
-
-void RecordingProgress::repaint()
-{
-    calls << QStringLiteral("repaint");
-}
-
-void RecordingProgress::processEvents()
-{
-    calls << QStringLiteral("events");
-    if (onEvents) {
-        onEvents();
+    QStringList mails;
+    for (const QFileInfo& found : QDir(folder).entryInfoList({QStringLiteral("*.eml")})) {
+        QFile file(found.filePath());
+        mails << (file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString());
+        file.remove();
     }
+    return mails;
+}
+
+QString RunState::NamePasswords(const MigrationEngine& engine, QString text,
+                                const QStringList& mails)
+{
+    const QString directory =
+        StatusHolder::GetZephrinDatabase()->value(StateKeys::ConnectionString).toString();
+    const bool send = StatusHolder::GetEmailChoice()->value(StateKeys::Send).toBool();
+    for (int position = 1; position <= engine.cUserResults->count(); ++position) {
+        const CollectionPtr user = engine.cUserResults->collection(position);
+        const QString clear = user->value(RecordKeys::PasswordClear).toString();
+        if (clear.isEmpty()) {
+            continue;
+        }
+        const QString login =
+            user->value(RecordKeys::LoginIDChanged, user->value(RecordKeys::LoginID)).toString();
+        const auto stored = DbConnection(directory).select(
+            QStringLiteral("SELECT Password FROM fwtUser WHERE LoginID = ?"), {login});
+        const bool right =
+            (!send || !user->value(RecordKeys::Status).toBool() ||
+             mails.join(QString()).contains(QStringLiteral("Password: %1\r\n").arg(clear))) &&
+            stored.size() == 1 && clear.size() == 6 &&
+            ReferencePasswordEncoder::VerifyPassword(clear, stored.first().value(0).toString());
+        text.replace(clear, QStringLiteral("<%1password of %2>")
+                                .arg(right ? QString() : QStringLiteral("wrong "), login));
+    }
+    return text;
+}
+
+EngineDemo::EngineDemo(const QString& engine, const DemoInstallation& base)
+    : source(engine, QStringLiteral("Varnel")), target(engine, QStringLiteral("Directory")),
+      installation(base)
+{
+    const DemoData::DemoContent content = DemoData::Generate(DemoData::DefaultUserCount);
+    VarnelBuilder::WriteTo(source.connectionString(), content.source);
+    DirectoryBuilder::Build(target.connectionString(), content.directory);
+    installation.sourceConnectionString = source.connectionString();
+    installation.directoryConnectionString = target.connectionString();
+    StatusHolder::SetVarnelDatabase(QStringLiteral("server"), QStringLiteral("Varnel"), 1,
+                                    StatusHolder::SqlServerAuthentication, QStringLiteral("sa"),
+                                    QString(), true, source.connectionString());
+    StatusHolder::SetZephrinDatabase(QStringLiteral("server"), QStringLiteral("Directory"), 0,
+                                     StatusHolder::SqlServerAuthentication, QStringLiteral("sa"),
+                                     QString(), true, target.connectionString());
+    everything.users = RunState::AllUsers(installation);
+    everything.profiles = RunState::AllProfiles(installation);
+}
+
+QStringList EngineDemo::run(RunProgress& progress, const RunChoices& choices,
+                            const QStringList& queries) const
+{
+    RunState::Fill(installation, choices);
+    MigrationEngine engine(progress);
+    engine.Load();
+    RunState::Run(engine);
+    const QStringList mails = RunState::TakeMails(installation.mailFolder);
+    QStringList text = {Golden::fromCrlf(RunState::NamePasswords(engine, engine.gsReport, mails)),
+                        QStringLiteral("%1 mails").arg(mails.size())};
+    DbConnection directory(target.connectionString());
+    for (const QString& sql : queries) {
+        text << QStringLiteral("## ") + sql << describe(directory.select(sql));
+    }
+    return text;
 }
