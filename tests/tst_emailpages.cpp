@@ -27,12 +27,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-void type(QLineEdit* box, const QString& text)
-{
-    box->selectAll();
-    QTest::keyClick(box, Qt::Key_Delete);
-    QTest::keyClicks(box, text);
-}
+const auto type = PageFixture::type;
 
 QByteArray fileHash(const QString& path)
 {

@@ -26,13 +26,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Types into a text box as a person does, replacing what it held.
-void type(QLineEdit* box, const QString& text)
-{
-    box->selectAll();
-    QTest::keyClick(box, Qt::Key_Delete);
-    QTest::keyClicks(box, text);
-}
+const auto type = PageFixture::type;
 
 // The database list receiving the focus, for the given reason.
 void enterList(SelectDatabase& page, Qt::FocusReason reason = Qt::TabFocusReason)

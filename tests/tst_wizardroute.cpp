@@ -29,12 +29,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-void type(QLineEdit* box, const QString& text)
-{
-    box->selectAll();
-    QTest::keyClick(box, Qt::Key_Delete);
-    QTest::keyClicks(box, text);
-}
+const auto type = PageFixture::type;
 
 // Fills a database page as the administrator does: server, authentication with its
 // credentials, Refresh, then the database chosen from the list, which enables Next.

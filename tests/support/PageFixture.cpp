@@ -10,6 +10,7 @@
 
 #include <QAbstractButton>
 #include <QFile>
+#include <QLineEdit>
 #include <QStandardPaths>
 #include <QTest>
 
@@ -102,6 +103,13 @@ void PageFixture::click(QAbstractButton* button)
     }
     QTest::mouseClick(button, Qt::LeftButton);
     processDeletions();
+}
+
+void PageFixture::type(QLineEdit* box, const QString& text)
+{
+    box->selectAll();
+    QTest::keyClick(box, Qt::Key_Delete);
+    QTest::keyClicks(box, text);
 }
 
 QByteArray PageFixture::log() const

@@ -14,6 +14,7 @@
 #include <memory>
 
 class QAbstractButton;
+class QLineEdit;
 
 // What every page test starts from, made anew for each test function (create it in
 // init(), destroy it in cleanup()):
@@ -73,6 +74,8 @@ public:
 
     // Clicks a button as a person does and lets the pages that were left go.
     static void click(QAbstractButton* button);
+    // Types into a text box as a person does, replacing what it held.
+    static void type(QLineEdit* box, const QString& text);
     // Deletes the pages that a hand-over or a close let go.
     static void processDeletions()
     {
