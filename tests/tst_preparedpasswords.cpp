@@ -3,6 +3,7 @@
 // password when the loop needs it, and leaves no encoding thread behind. On both
 // engines: the Directory writes between the encodings are the engine's.
 #include "directory/ComponentFactory.h"
+#include "engine/MigrationEngine.h"
 #include "frame/MigrationError.h"
 #include "reference/PooledPasswordEncoding.h"
 #include "reference/ReferencePasswordEncoder.h"
@@ -73,6 +74,7 @@ private slots:
     }
     void cleanup()
     {
+        MigrationEngine::journalEnabled = true;
         fixture.reset();
         QCOMPARE(PageFixture::openConnections(), QStringList());
     }
@@ -81,14 +83,19 @@ private slots:
     {
         Engines::addColumn();
         QTest::addColumn<bool>("failing");
-        Engines::newRows("reference encoder", false);
-        Engines::newRows("every encoding fails", true);
+        QTest::addColumn<bool>("journal");
+        Engines::newRows("reference encoder", false, true);
+        Engines::newRows("every encoding fails", true, true);
+        // The journal cannot be made (a full disk): the loop takes its own passwords.
+        Engines::newRows("reference encoder, no journal", false, false);
     }
     void sameRunAsEncodingWhenAsked()
     {
         QFETCH(QString, engine);
         QFETCH(bool, failing);
+        QFETCH(bool, journal);
         refuseAll = failing;
+        MigrationEngine::journalEnabled = journal;
         const int threadsBefore = threadCount();
         const QStringList whenAsked = run(engine, false);
         QCOMPARE(threadCount(), threadsBefore);
