@@ -146,7 +146,7 @@ bool MigrationEngine::stillInDirectory(int zeUserID)
 // The Directory user that an interrupted AddUserToDirectory made for this record, if
 // it landed: one that was not there when the run began, that no recorded outcome
 // claims, with the record's names and its login ID or one the Directory derives from
-// the names (first two letters of each and a number).
+// the names (first two letters of each and a number). The log says when one is found.
 bool MigrationEngine::landedUser(const CollectionPtr& record, int& targetID, QString& login)
 {
     if (!mNewDirectoryUsers) {
@@ -207,5 +207,6 @@ bool MigrationEngine::landedUser(const CollectionPtr& record, int& targetID, QSt
     }
     mNewDirectoryUsers->remove(QString::number(best));
     targetID = best;
+    WriteLog(QStringLiteral("The Directory user %1 was written before the interruption").arg(best));
     return true;
 }

@@ -140,13 +140,8 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         QString login = text(record, LoginID);
         int newUserID = 0;
         WriteLog(QStringLiteral("Calling AddUserToDirectory"));
-        if (inFlight() && landedUser(record, newUserID, login)) {
-            WriteLog(QStringLiteral("The Directory user %1 was written before the interruption")
-                         .arg(newUserID));
-            written = true;
-        } else {
-            written = addUser(fields, timezoneID, login, newUserID, password, ze, failure);
-        }
+        written = (inFlight() && landedUser(record, newUserID, login)) ||
+                  addUser(fields, timezoneID, login, newUserID, password, ze, failure);
         mTargetID = newUserID;
         if (written) {
             targetID = newUserID;
@@ -204,13 +199,8 @@ bool MigrationEngine::writeUser(int id, int action, const CollectionPtr& record,
         WriteLog(QStringLiteral("Calling addUserToDirectory"));
         QString login = text(record, LoginID);
         int newUserID = 0;
-        if (deletedBefore && landedUser(record, newUserID, login)) {
-            WriteLog(QStringLiteral("The Directory user %1 was written before the interruption")
-                         .arg(newUserID));
-            written = true;
-        } else {
-            written = addUser(fields, timezoneID, login, newUserID, password, ze, failure);
-        }
+        written = (deletedBefore && landedUser(record, newUserID, login)) ||
+                  addUser(fields, timezoneID, login, newUserID, password, ze, failure);
         mTargetID = newUserID;
         if (written) {
             WriteLog(QStringLiteral("AddUserToDirectory succeeded"));
